@@ -1,0 +1,62 @@
+# QEL: the two commands are `make run` and `make test`; both install what is
+# missing first. `make bench` runs the benchmarks, `make format` applies
+# clang-format.
+
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+CMAKE ?= cmake
+CTEST ?= ctest
+BUILD := build
+SOURCES_TO_FORMAT = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
+
+.PHONY: all deps build run test test-dev test-sanitize test-install format format-check bench clean
+
+all: build
+
+deps:
+	@sh scripts/install-deps.sh
+
+$(BUILD)/dev/CMakeCache.txt:
+	$(CMAKE) -S . -B $(BUILD)/dev -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_WERROR=ON -DQEL_BUILD_TESTS=ON
+
+build: deps $(BUILD)/dev/CMakeCache.txt
+	$(CMAKE) --build $(BUILD)/dev -j $(JOBS)
+
+run: build
+	$(BUILD)/dev/tools/qel/qel --version
+	$(BUILD)/dev/tools/qel/qel about
+
+test: deps format-check test-dev test-sanitize test-install
+	@echo "All tests passed."
+
+test-dev: build
+	$(CTEST) --test-dir $(BUILD)/dev --output-on-failure -j $(JOBS)
+
+# The whole suite again under AddressSanitizer and UndefinedBehaviorSanitizer.
+test-sanitize: deps
+	$(CMAKE) -S . -B $(BUILD)/sanitize -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" \
+	  -DQEL_WERROR=ON -DQEL_SANITIZE=ON -DQEL_BUILD_TOOLS=OFF
+	$(CMAKE) --build $(BUILD)/sanitize -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:allow_user_segv_handler=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  $(CTEST) --test-dir $(BUILD)/sanitize --output-on-failure -j $(JOBS)
+
+# Installs the library into a staging prefix and builds the example host
+# against it with find_package(QEL).
+test-install: build
+	$(CMAKE) --install $(BUILD)/dev --prefix $(CURDIR)/$(BUILD)/stage
+	$(CMAKE) -S examples/host -B $(BUILD)/example -DCMAKE_PREFIX_PATH=$(CURDIR)/$(BUILD)/stage
+	$(CMAKE) --build $(BUILD)/example -j $(JOBS)
+	LD_LIBRARY_PATH=$(CURDIR)/$(BUILD)/stage/lib $(BUILD)/example/qel_example_host
+
+format:
+	clang-format -i $(SOURCES_TO_FORMAT)
+
+format-check: deps
+	@clang-format --dry-run --Werror $(SOURCES_TO_FORMAT) && echo "clang-format: clean"
+
+bench: deps
+	$(CMAKE) -S . -B $(BUILD)/release -DCMAKE_BUILD_TYPE=Release -DQEL_BUILD_BENCH=ON -DQEL_BUILD_TESTS=OFF
+	$(CMAKE) --build $(BUILD)/release -j $(JOBS)
+	@for b in $(BUILD)/release/bench/qel_bench_*; do echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
+
+clean:
+	rm -rf $(BUILD)

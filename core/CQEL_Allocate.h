@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// Raw storage of the library. Arrays take their element storage from here, and
+// classes derived from CQEL_Allocate are created on it.
+#pragma once
+
+#include <cstddef>
+
+#include "core/QEL_Export.h"
+
+namespace QEL::Core {
+
+class QEL_API CQEL_Allocate {
+public:
+    // Raw, uninitialised memory suitably aligned for any fundamental type.
+    // Throws std::bad_alloc when memory is exhausted. Zero bytes gives null.
+    static void* AllocateMemory(std::size_t bytes);
+    // Releases memory from AllocateMemory; null is ignored.
+    static void DeAllocateMemory(void* memory) noexcept;
+
+    static void* operator new(std::size_t bytes);
+    static void operator delete(void* memory) noexcept;
+    static void* operator new[](std::size_t bytes);
+    static void operator delete[](void* memory) noexcept;
+};
+
+}  // namespace QEL::Core

@@ -1,0 +1,552 @@
+// SPDX-License-Identifier: MIT
+// CQEL_Array<T>: the checked, growable array with slack at both ends that
+// carries every sequence across the library's interface.
+//
+// Storage is one allocation of `allocated` slots; the elements in use start
+// `offset` slots in (front slack) and run for `count` slots. Growth is
+// geometric with factor 1.5; shrinking happens only when fewer than a third of
+// the slots stay in use, and never below `minimum` (10) slots. Removing at the
+// front only advances the start, so queue-like use costs constant time.
+//
+// Every operation checks its arguments before changing anything and reports
+// misuse as a CQEL_Exception located at "QEL::Core::CQEL_Array<T>::<operation>".
+// operator[] is the one unchecked access not named Unsafe: out of range it
+// yields a reference at the invalid address 0xBBADBEEF, so that the first use
+// faults (and is translated into reason 34 on a thread with the fault translator).
+//
+// Trivially copyable element types are moved with plain memory copies; other
+// types are constructed, moved and destroyed in place.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+#include "core/CQEL_Allocate.h"
+#include "core/CQEL_Array_Errors.h"
+#include "core/CQEL_MD5.h"
+#include "core/QEL_TypeName.h"
+#include "platform/CQEL_Stream.h"
+
+namespace QEL::Core {
+
+namespace Detail {
+QEL_API void ArrayDebugOut(int count);
+inline constexpr std::uintptr_t kInvalidAddress = 0xBBADBEEF;
+}  // namespace Detail
+
+template <class T>
+class CQEL_Array {
+public:
+    using value_type = T;
+
+    CQEL_Array() { Init(); }
+    explicit CQEL_Array(int n) {
+        Init();
+        CheckSpace(n);
+    }
+    CQEL_Array(int n, T const* values) {
+        Init();
+        Copy(n, values);
+    }
+    CQEL_Array(CQEL_Array const& other) {
+        Init();
+        Copy(other);
+    }
+    CQEL_Array& operator=(CQEL_Array const& other) {
+        Copy(other);
+        return *this;
+    }
+    virtual ~CQEL_Array() {
+        Free();
+        ClearDefaultValue();
+    }
+
+    // --- whole array --------------------------------------------------------
+
+    // Destroys the elements and releases the storage; minimum back to 10.
+    void Reset() {
+        Free();
+        Init();
+    }
+    // Destroys the elements but keeps the storage.
+    void Clear() {
+        DestroyElements(m_data, m_count);
+        if (m_data) m_data -= m_offset;
+        m_offset = 0;
+        m_count = 0;
+    }
+    // Moves the elements into storage of exactly Count() slots.
+    void Compact() {
+        if (m_allocated != m_count) Relocate(m_count);
+    }
+    void Copy(int n, T const* values) {
+        CheckSpace(n);
+        AssignRange(m_data, values, n);
+    }
+    void Copy(CQEL_Array const& other) {
+        if (&other == this) return;
+        Copy(other.m_count, other.m_data);
+    }
+    void Set(T const& value) {
+        T const fill = value;
+        for (int i = 0; i < m_count; ++i) m_data[i] = fill;
+    }
+    CQEL_Array operator+(CQEL_Array const& other) const {
+        CQEL_Array sum(*this);
+        sum += other;
+        return sum;
+    }
+    CQEL_Array& operator+=(CQEL_Array const& other) {
+        int const first = m_count, n = other.m_count;
+        CheckSpace(first + n);
+        // other may be this array: its elements are the first n of ours.
+        AssignRange(m_data + first, &other == this ? m_data : other.m_data, n);
+        return *this;
+    }
+    // Equal counts and bytewise equal element storage.
+    bool operator==(CQEL_Array const& other) const {
+        if (m_count != other.m_count) return false;
+        return m_count == 0 || std::memcmp(m_data, other.m_data, std::size_t(m_count) * sizeof(T)) == 0;
+    }
+    bool operator!=(CQEL_Array const& other) const { return !(*this == other); }
+
+    // Exchanges storage, counts and default values with other in constant time.
+    void SwapContents(CQEL_Array& other) noexcept {
+        std::swap(m_data, other.m_data);
+        std::swap(m_count, other.m_count);
+        std::swap(m_allocated, other.m_allocated);
+        std::swap(m_offset, other.m_offset);
+        std::swap(m_minimum, other.m_minimum);
+        std::swap(m_default, other.m_default);
+    }
+
+    // --- size and access ----------------------------------------------------
+
+    int Count() const { return m_count; }
+    bool IsEmpty() const { return m_count == 0; }
+    int ElementSize() const { return int(sizeof(T)); }
+    std::int64_t TotalSize() const { return std::int64_t(m_count) * std::int64_t(sizeof(T)); }
+    std::int64_t GetAllocatedSize() const { return std::int64_t(m_allocated) * std::int64_t(sizeof(T)); }
+    int GetNumAllocated() const { return m_allocated; }
+    int GetMemoryOffset() const { return m_offset; }
+
+    bool RequiresAllocation(int n) const { return n > m_allocated - m_offset || CanPerformDownSizing(n); }
+    bool CanPerformDownSizing(int n) const { return n < m_count && m_allocated > m_minimum && n < m_allocated / 3; }
+    bool CanPerformOffset(int n) const { return n < m_allocated && m_offset > m_allocated / 3; }
+
+    T& operator[](int i) {
+        if (unsigned(i) >= unsigned(m_count)) return *reinterpret_cast<T*>(Detail::kInvalidAddress);
+        return m_data[i];
+    }
+    T const& operator[](int i) const {
+        if (unsigned(i) >= unsigned(m_count)) return *reinterpret_cast<T const*>(Detail::kInvalidAddress);
+        return m_data[i];
+    }
+    T& Unsafe_Get(int i) { return m_data[i]; }
+    T const& Unsafe_Get(int i) const { return m_data[i]; }
+
+    T* GetArray() {
+        RequireElements("GetArray", __LINE__);
+        return m_data;
+    }
+    T const* GetArray() const {
+        RequireElements("GetArray", __LINE__);
+        return m_data;
+    }
+    T& Front() {
+        RequireElements("Front", __LINE__);
+        return m_data[0];
+    }
+    T const& Front() const {
+        RequireElements("Front", __LINE__);
+        return m_data[0];
+    }
+    T& Back() {
+        RequireElements("Back", __LINE__);
+        return m_data[m_count - 1];
+    }
+    T const& Back() const {
+        RequireElements("Back", __LINE__);
+        return m_data[m_count - 1];
+    }
+    // Index of an element given by reference, from its address.
+    int GetIndex(T const& element) const {
+        if (m_count == 0 || &element < m_data || &element >= m_data + m_count)
+            Fail("GetIndex", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index", "Parameter out of range");
+        return int(&element - m_data);
+    }
+
+    // Iteration over the elements in use (not part of the checked interface).
+    T* begin() { return m_data; }
+    T* end() { return m_data + m_count; }
+    T const* begin() const { return m_data; }
+    T const* end() const { return m_data + m_count; }
+
+    T GetDefaultValue() const { return m_default ? *m_default : T(); }
+    void SetDefaultValue(T const& value) {
+        if (m_default)
+            *m_default = value;
+        else
+            m_default = new T(value);
+    }
+    void ClearDefaultValue() {
+        delete m_default;
+        m_default = nullptr;
+    }
+
+    // Writes "Number of elements in array: <count>" to the debug output channel.
+    void DebugOut() const { Detail::ArrayDebugOut(m_count); }
+
+    // --- growing and shrinking ------------------------------------------------
+
+    // Makes Count() equal to n, adding default elements or removing at the back.
+    void CheckSpace(int n) {
+        if (n < 0) Fail("CheckSpace", __LINE__, QEL_INDEX_OUT_OF_RANGE);
+        if (n > m_count)
+            AddElements_Back(n - m_count, nullptr);
+        else if (n < m_count)
+            RemoveElements_Back(m_count - n);
+    }
+    // Ensures that n elements fit between the first element and the end of the storage.
+    void PreAllocate(int n) {
+        if (n <= m_allocated - m_offset) return;
+        if (n < m_allocated && m_offset > m_allocated / 3)
+            MoveToStart();
+        else
+            Relocate(n);
+    }
+    void AllocateExplicit(int count, int allocate, int offset) {
+        if (count < 0 || allocate < 0 || offset < 0)
+            Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "", "One of the input parameter is less than 0.");
+        if (std::int64_t(count) + offset > allocate)
+            Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "new_num_allocate",
+                 "Sum of new number of elements and offset is greater than new number of elements to allocate.");
+        Free();
+        T* base = Allocate(allocate);
+        m_data = base ? base + offset : nullptr;
+        m_allocated = allocate;
+        m_offset = base ? offset : 0;
+        m_count = 0;
+        CreateElements(m_data, count, nullptr);
+        m_count = count;
+    }
+
+    void PushBack(T const& value, int n = 1) { AddElements_Back(n, &value); }
+    void PushFront(T const& value, int n = 1) { AddElements_Front(n, &value); }
+    void PopBack(int n = 1) { RemoveElements_Back(n); }
+    void PopFront(int n = 1) { RemoveElements_Front(n); }
+
+    T& New() {
+        CheckSpace(m_count + 1);
+        return Back();
+    }
+    T GetBackAndPop() {
+        T value = Back();
+        PopBack(1);
+        return value;
+    }
+    T GetFrontAndPop() {
+        T value = Front();
+        PopFront(1);
+        return value;
+    }
+
+    void Insert(int index, T const& value) {
+        if (index < 0 || index > m_count)
+            Fail("Insert", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "insert_at_index", "Parameter out of range");
+        T const copy = value;  // value may be one of our elements
+        CheckSpace(m_count + 1);
+        MoveUp(index, 1);
+        m_data[index] = copy;
+    }
+    void Insert(int index, CQEL_Array const& other) {
+        if (index < 0 || index > m_count)
+            Fail("Insert", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "insert_at_index", "Parameter out of range");
+        if (&other == this) {
+            CQEL_Array const copy(other);
+            Insert(index, copy);
+            return;
+        }
+        int const n = other.m_count;
+        CheckSpace(m_count + n);
+        MoveUp(index, n);
+        AssignRange(m_data + index, other.m_data, n);
+    }
+    void Remove(int index, int n = 1) {
+        if (index < 0 || n < 0 || std::int64_t(index) + n > m_count)
+            Fail("Remove", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform removal");
+        for (int i = index; i + n < m_count; ++i) m_data[i] = std::move(m_data[i + n]);
+        RemoveElements_Back(n);
+    }
+    CQEL_Array Extract(int start, int n) const {
+        if (start < 0 || std::int64_t(start) + n > m_count)
+            Fail("Extract", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform extraction");
+        CQEL_Array part;
+        part.CheckSpace(n);
+        AssignRange(part.m_data, m_data + start, n);
+        return part;
+    }
+    void Swap(int i, int j) {
+        if (i < 0 || i >= m_count) Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index1", "Parameter out of range");
+        if (j < 0 || j >= m_count) Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index2", "Parameter out of range");
+        using std::swap;
+        swap(m_data[i], m_data[j]);
+    }
+    void Reverse() {
+        using std::swap;
+        for (int i = 0, j = m_count - 1; i < j; ++i, --j) swap(m_data[i], m_data[j]);
+    }
+    void SortUsing(bool (*less)(T const&, T const&)) {
+        if (m_count >= 2) std::sort(m_data, m_data + m_count, less);
+    }
+    void SortUsing(int (*compare)(T const&, T const&)) {
+        if (m_count >= 2)
+            std::sort(m_data, m_data + m_count, [compare](T const& a, T const& b) { return compare(a, b) < 0; });
+    }
+
+    // --- serialisation and digest ---------------------------------------------
+
+    // A 4-byte little-endian count, then the raw bytes of the elements.
+    bool Export(CQEL_Stream& stream) const {
+        static_assert(std::is_trivially_copyable_v<T>, "raw export is for plain element types");
+        stream.PutValue<std::int32_t>(m_count);
+        if (m_count > 0) stream.Put(m_data, TotalSize());
+        return true;
+    }
+    // Reads what Export wrote. A count of 1,000,000,000 or more, or one whose
+    // elements the stream does not hold, throws reason 23 before anything is
+    // allocated; a negative count throws reason 4 from CheckSpace.
+    bool Import(CQEL_Stream& stream) {
+        static_assert(std::is_trivially_copyable_v<T>, "raw import is for plain element types");
+        std::int32_t const n = stream.GetValue<std::int32_t>();
+        if (n >= 1000000000) Fail("Import", __LINE__, QEL_FILE_READ_ERROR);
+        if (n > 0 && std::int64_t(n) * std::int64_t(sizeof(T)) > stream.RemainingBytes())
+            Fail("Import", __LINE__, QEL_FILE_READ_ERROR, "", "Stream holds fewer elements than its count");
+        CheckSpace(n);
+        if (n > 0) stream.Get(m_data, TotalSize());
+        return true;
+    }
+    sMD5CheckSumValue GetCRC() const {
+        static_assert(std::is_trivially_copyable_v<T>, "raw digest is for plain element types");
+        return CQEL_MD5::Compute(m_data, std::size_t(TotalSize()));
+    }
+
+protected:
+    // Constructs n copies of the fill value at destination: *source if given,
+    // else the default value if one is set, else a value-initialised T.
+    virtual void CreateElements(T* destination, int n, T const* source) {
+        if (n <= 0) return;
+        T const* fill = source ? source : m_default;
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            T const value = fill ? *fill : T();
+            for (int i = 0; i < n; ++i) destination[i] = value;
+        } else {
+            int i = 0;
+            try {
+                for (; i < n; ++i) {
+                    if (fill)
+                        ::new (static_cast<void*>(destination + i)) T(*fill);
+                    else
+                        ::new (static_cast<void*>(destination + i)) T();
+                }
+            } catch (...) {
+                DestroyRange(destination, i);
+                throw;
+            }
+        }
+    }
+    virtual void DestroyElements(T* first, int n) { DestroyRange(first, n); }
+
+    // Relocates n elements; the ranges may overlap.
+    static void ShiftElements(T* from, T* to, int n) {
+        if (n <= 0 || from == to) return;
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            std::memmove(static_cast<void*>(to), static_cast<void const*>(from), std::size_t(n) * sizeof(T));
+        } else if (to < from) {
+            for (int i = 0; i < n; ++i) {
+                ::new (static_cast<void*>(to + i)) T(std::move(from[i]));
+                from[i].~T();
+            }
+        } else {
+            for (int i = n - 1; i >= 0; --i) {
+                ::new (static_cast<void*>(to + i)) T(std::move(from[i]));
+                from[i].~T();
+            }
+        }
+    }
+
+    void AddElements_Back(int n, T const* source) {
+        if (n < 0)
+            Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "", "Number of elements to add is negative");
+        if (n == 0) return;
+        if (m_allocated - m_count - m_offset >= n) {
+            CreateElements(m_data + m_count, n, source);
+            m_count += n;
+        } else if (m_count + n < m_allocated && m_offset > m_allocated / 3) {
+            // Reuse the front slack. A source among the moved elements follows
+            // them, except the first element itself, which is not corrected.
+            T* const base = m_data - m_offset;
+            if (source > m_data && source < m_data + m_count) source -= m_offset;
+            ShiftElements(m_data, base, m_count);
+            m_data = base;
+            m_offset = 0;
+            CreateElements(m_data + m_count, n, source);
+            m_count += n;
+        } else {
+            ReAllocate(n, true, source);
+        }
+    }
+    void AddElements_Front(int n, T const* source) {
+        if (n < 0)
+            Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "", "Number of elements to add is negative");
+        if (n == 0) return;
+        if (m_offset >= n) {
+            CreateElements(m_data - n, n, source);
+            m_data -= n;
+            m_offset -= n;
+            m_count += n;
+        } else if (m_allocated - m_count - m_offset >= n) {
+            T* const base = m_data - m_offset;
+            int const shift = n - m_offset;
+            if (source > m_data && source < m_data + m_count) source += shift;
+            ShiftElements(m_data, base + n, m_count);
+            m_data = base;
+            m_offset = 0;
+            CreateElements(m_data, n, source);
+            m_count += n;
+        } else {
+            ReAllocate(n, false, source);
+        }
+    }
+    void RemoveElements_Back(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        int const remaining = m_count - n;
+        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
+            ReAllocate(-n, true, nullptr);
+        } else {
+            DestroyElements(m_data + remaining, n);
+            m_count = remaining;
+        }
+    }
+    void RemoveElements_Front(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        int const remaining = m_count - n;
+        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
+            ReAllocate(-n, false, nullptr);
+        } else {
+            DestroyElements(m_data, n);
+            if (n > 0) {
+                m_data += n;
+                m_offset += n;
+                m_count = remaining;
+            }
+        }
+    }
+
+    // Moves the elements into new storage, adding delta elements (filled from
+    // source) or removing -delta, at the back or at the front.
+    void ReAllocate(int delta, bool atBack, T const* source) {
+        int const newCount = m_count + delta;
+        int const newAllocated = delta > 0 ? std::max(int(double(m_allocated) * 1.5), newCount)
+                                           : std::max(int(double(newCount) * 1.5), m_minimum);
+        T* const fresh = Allocate(newAllocated);
+        if (delta > 0) {
+            // Construct first: source may lie in the old storage.
+            try {
+                CreateElements(atBack ? fresh + m_count : fresh, delta, source);
+            } catch (...) {
+                CQEL_Allocate::DeAllocateMemory(fresh);
+                throw;
+            }
+            ShiftElements(m_data, atBack ? fresh : fresh + delta, m_count);
+        } else if (atBack) {
+            DestroyElements(m_data + newCount, -delta);
+            ShiftElements(m_data, fresh, newCount);
+        } else {
+            DestroyElements(m_data, -delta);
+            ShiftElements(m_data - delta, fresh, newCount);
+        }
+        if (m_data) CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
+        m_data = fresh;
+        m_offset = 0;
+        m_allocated = newAllocated;
+        m_count = newCount;
+    }
+
+private:
+    void Init() {
+        m_minimum = 10;
+        m_data = nullptr;
+        m_count = 0;
+        m_allocated = 0;
+        m_offset = 0;
+    }
+    void Free() {
+        if (!m_data) return;
+        DestroyElements(m_data, m_count);
+        CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
+        m_data = nullptr;
+    }
+    static T* Allocate(int slots) {
+        return static_cast<T*>(CQEL_Allocate::AllocateMemory(std::size_t(slots) * sizeof(T)));
+    }
+    static void DestroyRange(T* first, int n) {
+        if constexpr (!std::is_trivially_destructible_v<T>)
+            for (int i = 0; i < n; ++i) first[i].~T();
+    }
+    static void AssignRange(T* to, T const* from, int n) {
+        if (n <= 0 || to == from) return;
+        if constexpr (std::is_trivially_copyable_v<T>)
+            std::memmove(static_cast<void*>(to), static_cast<void const*>(from), std::size_t(n) * sizeof(T));
+        else
+            for (int i = 0; i < n; ++i) to[i] = from[i];
+    }
+    // Opens a gap of n slots at index; the last n slots hold freshly added elements.
+    void MoveUp(int index, int n) {
+        for (int i = m_count - 1; i >= index + n; --i) m_data[i] = std::move(m_data[i - n]);
+    }
+    // Moves the elements to the start of the storage.
+    void MoveToStart() {
+        T* const base = m_data - m_offset;
+        ShiftElements(m_data, base, m_count);
+        m_data = base;
+        m_offset = 0;
+    }
+    // Moves the elements into new storage of exactly slots slots (>= count).
+    void Relocate(int slots) {
+        T* const fresh = Allocate(slots);
+        ShiftElements(m_data, fresh, m_count);
+        if (m_data) CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
+        m_data = fresh;
+        m_offset = 0;
+        m_allocated = slots;
+    }
+    void RequireElements(char const* operation, long line) const {
+        if (m_count == 0) Fail(operation, line, QEL_NULL_PARAMETER, "", "Array is empty");
+    }
+    [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason) {
+        Detail::ThrowContainerError({"CQEL_Array", Detail::TypeName<T>(), operation, line}, reason);
+    }
+    [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason,
+                                  char const* paramName, char const* message) {
+        Detail::ThrowContainerError({"CQEL_Array", Detail::TypeName<T>(), operation, line}, reason,
+                                    paramName, message);
+    }
+
+    T* m_data;
+    int m_count;
+    int m_allocated;
+    int m_offset;
+    int m_minimum;
+    T* m_default = nullptr;
+};
+
+}  // namespace QEL::Core

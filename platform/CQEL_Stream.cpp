@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+#include "platform/CQEL_Stream.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/CQEL_Operation.h"
+#include "core/CQEL_String.h"
+
+namespace QEL::Core {
+
+CQEL_Stream::CQEL_Stream() = default;
+CQEL_Stream::~CQEL_Stream() = default;
+CQEL_Stream::CQEL_Stream(CQEL_Stream&&) noexcept = default;
+CQEL_Stream& CQEL_Stream::operator=(CQEL_Stream&&) noexcept = default;
+
+void CQEL_Stream::CreateNewChunk() {
+    m_chunks.push_back(std::make_unique_for_overwrite<unsigned char[]>(std::size_t(ChunkSize(m_chunks.size()))));
+}
+
+void CQEL_Stream::EnsureCapacity(std::int64_t bytes) {
+    while (ChunkStart(m_chunks.size()) < bytes) CreateNewChunk();
+}
+
+void CQEL_Stream::Put(void const* data, std::int64_t bytes) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::Put");
+    op.CheckParameter(bytes >= 0, "bytes");
+    if (bytes == 0) return;
+    std::int64_t const end = m_put + bytes;
+    EnsureCapacity(end);
+    if (m_put > m_size) {
+        // The put position was sought past the end: the gap reads as zeros.
+        std::int64_t const gapEnd = m_put;
+        m_put = m_size;
+        while (m_put < gapEnd) {
+            std::size_t const k = ChunkOf(m_put);
+            std::int64_t const at = m_put - ChunkStart(k);
+            std::int64_t const run = std::min(ChunkSize(k) - at, gapEnd - m_put);
+            std::memset(m_chunks[k].get() + at, 0, std::size_t(run));
+            m_put += run;
+        }
+    }
+    auto const* from = static_cast<unsigned char const*>(data);
+    while (m_put < end) {
+        std::size_t const k = ChunkOf(m_put);
+        std::int64_t const at = m_put - ChunkStart(k);
+        std::int64_t const run = std::min(ChunkSize(k) - at, end - m_put);
+        std::memcpy(m_chunks[k].get() + at, from, std::size_t(run));
+        from += run;
+        m_put += run;
+    }
+    m_size = std::max(m_size, end);
+}
+
+void CQEL_Stream::Get(void* data, std::int64_t bytes) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::Get");
+    op.CheckParameter(bytes >= 0, "bytes");
+    if (bytes > m_size - m_get)
+        op.Throw(QEL_FILE_READ_ERROR, "bytes",
+                 CQEL_String::FromFormat("Attempt to read %lld bytes at position %lld of a stream of %lld bytes",
+                                         (long long)bytes, (long long)m_get, (long long)m_size));
+    auto* to = static_cast<unsigned char*>(data);
+    std::int64_t const end = m_get + bytes;
+    while (m_get < end) {
+        std::size_t const k = ChunkOf(m_get);
+        std::int64_t const at = m_get - ChunkStart(k);
+        std::int64_t const run = std::min(ChunkSize(k) - at, end - m_get);
+        std::memcpy(to, m_chunks[k].get() + at, std::size_t(run));
+        to += run;
+        m_get += run;
+    }
+}
+
+bool CQEL_Stream::GetLine(CQEL_String& line) {
+    if (m_get >= m_size) return false;
+    std::string text;
+    while (m_get < m_size) {
+        std::size_t const k = ChunkOf(m_get);
+        std::int64_t const at = m_get - ChunkStart(k);
+        std::int64_t const run = std::min(ChunkSize(k) - at, m_size - m_get);
+        auto const* begin = reinterpret_cast<char const*>(m_chunks[k].get() + at);
+        auto const* newline = static_cast<char const*>(std::memchr(begin, '\n', std::size_t(run)));
+        if (newline) {
+            text.append(begin, newline);
+            m_get += (newline - begin) + 1;
+            break;
+        }
+        text.append(begin, std::size_t(run));
+        m_get += run;
+    }
+    if (!text.empty() && text.back() == '\r') text.pop_back();
+    line.SetFromASCII(text.data(), int(std::min<std::size_t>(text.size(), 1000000000)));
+    return true;
+}
+
+void CQEL_Stream::SeekGetPosition(std::int64_t position) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::SeekGetPosition");
+    if (position < 0 || position > m_size)
+        op.Throw(QEL_FILE_READ_ERROR, "position",
+                 CQEL_String::FromFormat("Position %lld lies outside a stream of %lld bytes", (long long)position,
+                                         (long long)m_size));
+    m_get = position;
+}
+
+void CQEL_Stream::SeekPutPosition(std::int64_t position) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::SeekPutPosition");
+    op.CheckParameter(position >= 0, "position");
+    m_put = position;
+}
+
+void CQEL_Stream::Reset() {
+    m_chunks.clear();
+    m_size = m_get = m_put = 0;
+}
+
+namespace {
+
+// Writes all bytes to fd, retrying short writes.
+bool WriteAll(int fd, unsigned char const* data, std::int64_t bytes) {
+    while (bytes > 0) {
+        ssize_t const written = ::write(fd, data, std::size_t(std::min<std::int64_t>(bytes, 1 << 30)));
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        bytes -= written;
+    }
+    return true;
+}
+
+}  // namespace
+
+void CQEL_Stream::WriteToFile(CQEL_String const& path) const {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::WriteToFile");
+    op.Run([&] {
+        std::string const target = path.GetArray();
+        op.Check(!target.empty(), QEL_INVALID_PATH, "path", "The file path is not set.");
+        std::string const temporary = target + ".qeltmp." + std::to_string(::getpid());
+        int const fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (fd < 0)
+            op.Throw(QEL_FILE_WRITE_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot create %s: %s", temporary.c_str(), std::strerror(errno)));
+        bool ok = true;
+        ForEachRun([&](unsigned char const* run, std::int64_t bytes) { ok = ok && WriteAll(fd, run, bytes); });
+        int const error = ok ? 0 : errno;
+        ok = ::close(fd) == 0 && ok;
+        if (!ok || std::rename(temporary.c_str(), target.c_str()) != 0) {
+            int const cause = error ? error : errno;
+            ::unlink(temporary.c_str());
+            op.Throw(QEL_FILE_WRITE_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot write %s: %s", target.c_str(), std::strerror(cause)));
+        }
+    });
+}
+
+void CQEL_Stream::ReadFromFile(CQEL_String const& path) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::ReadFromFile");
+    op.Run([&] {
+        int const fd = ::open(path.GetArray(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            op.Throw(errno == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(errno)));
+        Reset();
+        unsigned char buffer[1 << 16];
+        for (;;) {
+            ssize_t const got = ::read(fd, buffer, sizeof buffer);
+            if (got < 0 && errno == EINTR) continue;
+            if (got < 0) {
+                int const cause = errno;
+                ::close(fd);
+                Reset();
+                op.Throw(QEL_FILE_READ_ERROR, "path",
+                         CQEL_String::FromFormat("Cannot read %s: %s", path.GetArray(), std::strerror(cause)));
+            }
+            if (got == 0) break;
+            Put(buffer, got);
+        }
+        ::close(fd);
+        m_get = m_put = 0;
+    });
+}
+
+}  // namespace QEL::Core

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// The library's byte stream: bytes held in memory as a chain of chunks, with a
+// get position for reading and a put position for writing.
+//
+// Chunk k holds 4096 * 2^k bytes, so that a stream of n bytes has O(log n)
+// chunks, the chunk of any position is found in constant time, and growing
+// never moves bytes already written. Multi-byte values are stored as their
+// little-endian raw bytes (PutValue, GetValue).
+//
+// A stream writes itself to a file and reads itself from one chunk by chunk,
+// so that the data are never held twice. Writing to a path writes a file
+// beside the target and renames it over the target only when complete.
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "core/QEL_Export.h"
+
+namespace QEL::Core {
+
+class CQEL_String;
+
+class QEL_API CQEL_Stream {
+public:
+    CQEL_Stream();
+    ~CQEL_Stream();
+    CQEL_Stream(CQEL_Stream&&) noexcept;
+    CQEL_Stream& operator=(CQEL_Stream&&) noexcept;
+    CQEL_Stream(CQEL_Stream const&) = delete;
+    CQEL_Stream& operator=(CQEL_Stream const&) = delete;
+
+    // Writes bytes at the put position, overwriting or extending the stream;
+    // the put position advances by the count.
+    void Put(void const* data, std::int64_t bytes);
+    // Reads bytes at the get position; reading past the end throws reason 23
+    // (file read error) and leaves the get position unchanged.
+    void Get(void* data, std::int64_t bytes);
+    // Reads up to the next "\n" (a preceding "\r" is dropped); false at the end.
+    bool GetLine(CQEL_String& line);
+    // True when the get position stands at the end of the data.
+    bool EOS() const { return m_get >= m_size; }
+
+    // Positions are byte offsets from the start. A get position past the end
+    // throws reason 23; a put position past the end extends the stream with zeros.
+    void SeekGetPosition(std::int64_t position);
+    void SeekPutPosition(std::int64_t position);
+    std::int64_t TellGetPosition() const { return m_get; }
+    std::int64_t TellPutPosition() const { return m_put; }
+    std::int64_t SizeInBytes() const { return m_size; }
+    // Bytes between the get position and the end.
+    std::int64_t RemainingBytes() const { return m_size - m_get; }
+    // Empties the stream and releases its chunks.
+    void Reset();
+
+    template <class T>
+    void PutValue(T const& value) {
+        static_assert(std::is_trivially_copyable_v<T> && std::endian::native == std::endian::little);
+        Put(&value, sizeof(T));
+    }
+    template <class T>
+    T GetValue() {
+        static_assert(std::is_trivially_copyable_v<T> && std::endian::native == std::endian::little);
+        T value;
+        Get(&value, sizeof(T));
+        return value;
+    }
+
+    // Calls visit(pointer, bytes) for each contiguous run of the data, in order.
+    template <class Visitor>
+    void ForEachRun(Visitor&& visit) const {
+        std::int64_t position = 0;
+        for (std::size_t k = 0; k < m_chunks.size() && position < m_size; ++k) {
+            std::int64_t const run = std::min<std::int64_t>(ChunkSize(k), m_size - position);
+            visit(static_cast<unsigned char const*>(m_chunks[k].get()), run);
+            position += run;
+        }
+    }
+
+    // Writes the whole stream to a file (through a temporary file beside it,
+    // renamed over the path when complete). Throws reason 24 on failure; the
+    // previous file at path is then left as it was.
+    void WriteToFile(CQEL_String const& path) const;
+    // Replaces the contents with a file's bytes; positions go to 0. Throws
+    // reason 22 when the file does not exist and reason 23 when it cannot be read.
+    void ReadFromFile(CQEL_String const& path);
+
+protected:
+    // Appends the next chunk of the chain.
+    void CreateNewChunk();
+
+private:
+    static constexpr std::int64_t kFirstChunk = 4096;
+    static std::int64_t ChunkSize(std::size_t k) { return kFirstChunk << k; }
+    static std::int64_t ChunkStart(std::size_t k) { return kFirstChunk * ((std::int64_t(1) << k) - 1); }
+    static std::size_t ChunkOf(std::int64_t position) {
+        return std::size_t(std::bit_width(std::uint64_t(position / kFirstChunk + 1)) - 1);
+    }
+    void EnsureCapacity(std::int64_t bytes);
+
+    std::vector<std::unique_ptr<unsigned char[]>> m_chunks;
+    std::int64_t m_size = 0;
+    std::int64_t m_get = 0;
+    std::int64_t m_put = 0;
+};
+
+}  // namespace QEL::Core

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// The whole public interface of QEL, for hosts. Inside the library, include
+// what you use instead.
+#pragma once
+
+#include "core/CQEL_Allocate.h"
+#include "core/CQEL_Array.h"
+#include "core/CQEL_Exception.h"
+#include "core/CQEL_MD5.h"
+#include "core/CQEL_Operation.h"
+#include "core/CQEL_Output_Events.h"
+#include "core/CQEL_Ptr_Array.h"
+#include "core/CQEL_String.h"
+#include "platform/CFaultTranslator.h"
+#include "platform/CQEL_Stream.h"
+#include "platform/CThreadBasedClass.h"
+#include "core/QEL_Version.h"
