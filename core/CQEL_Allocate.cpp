@@ -13,11 +13,21 @@ void* CQEL_Allocate::AllocateMemory(std::size_t bytes) {
     return memory;
 }
 
-void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept { std::free(memory); }
+void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept {
+    std::free(memory);
+}
 
-void* CQEL_Allocate::operator new(std::size_t bytes) { return AllocateMemory(bytes ? bytes : 1); }
-void CQEL_Allocate::operator delete(void* memory) noexcept { DeAllocateMemory(memory); }
-void* CQEL_Allocate::operator new[](std::size_t bytes) { return AllocateMemory(bytes ? bytes : 1); }
-void CQEL_Allocate::operator delete[](void* memory) noexcept { DeAllocateMemory(memory); }
+void* CQEL_Allocate::operator new(std::size_t bytes) {
+    return AllocateMemory(bytes ? bytes : 1);
+}
+void CQEL_Allocate::operator delete(void* memory) noexcept {
+    DeAllocateMemory(memory);
+}
+void* CQEL_Allocate::operator new[](std::size_t bytes) {
+    return AllocateMemory(bytes ? bytes : 1);
+}
+void CQEL_Allocate::operator delete[](void* memory) noexcept {
+    DeAllocateMemory(memory);
+}
 
 }  // namespace QEL::Core

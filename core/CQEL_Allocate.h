@@ -10,7 +10,7 @@
 namespace QEL::Core {
 
 class QEL_API CQEL_Allocate {
-public:
+  public:
     // Raw, uninitialised memory suitably aligned for any fundamental type.
     // Throws std::bad_alloc when memory is exhausted. Zero bytes gives null.
     static void* AllocateMemory(std::size_t bytes);

@@ -40,7 +40,7 @@ inline constexpr std::uintptr_t kInvalidAddress = 0xBBADBEEF;
 
 template <class T>
 class CQEL_Array {
-public:
+  public:
     using value_type = T;
 
     CQEL_Array() { Init(); }
@@ -93,7 +93,8 @@ public:
     }
     void Set(T const& value) {
         T const fill = value;
-        for (int i = 0; i < m_count; ++i) m_data[i] = fill;
+        for (int i = 0; i < m_count; ++i)
+            m_data[i] = fill;
     }
     CQEL_Array operator+(CQEL_Array const& other) const {
         CQEL_Array sum(*this);
@@ -135,7 +136,9 @@ public:
     int GetMemoryOffset() const { return m_offset; }
 
     bool RequiresAllocation(int n) const { return n > m_allocated - m_offset || CanPerformDownSizing(n); }
-    bool CanPerformDownSizing(int n) const { return n < m_count && m_allocated > m_minimum && n < m_allocated / 3; }
+    bool CanPerformDownSizing(int n) const {
+        return n < m_count && m_allocated > m_minimum && n < m_allocated / 3;
+    }
     bool CanPerformOffset(int n) const { return n < m_allocated && m_offset > m_allocated / 3; }
 
     T& operator[](int i) {
@@ -221,10 +224,12 @@ public:
     }
     void AllocateExplicit(int count, int allocate, int offset) {
         if (count < 0 || allocate < 0 || offset < 0)
-            Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "", "One of the input parameter is less than 0.");
+            Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "",
+                 "One of the input parameter is less than 0.");
         if (std::int64_t(count) + offset > allocate)
             Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "new_num_allocate",
-                 "Sum of new number of elements and offset is greater than new number of elements to allocate.");
+                 "Sum of new number of elements and offset is greater than new number of elements to "
+                 "allocate.");
         Free();
         T* base = Allocate(allocate);
         m_data = base ? base + offset : nullptr;
@@ -279,33 +284,39 @@ public:
     void Remove(int index, int n = 1) {
         if (index < 0 || n < 0 || std::int64_t(index) + n > m_count)
             Fail("Remove", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform removal");
-        for (int i = index; i + n < m_count; ++i) m_data[i] = std::move(m_data[i + n]);
+        for (int i = index; i + n < m_count; ++i)
+            m_data[i] = std::move(m_data[i + n]);
         RemoveElements_Back(n);
     }
     CQEL_Array Extract(int start, int n) const {
         if (start < 0 || std::int64_t(start) + n > m_count)
-            Fail("Extract", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform extraction");
+            Fail("Extract", __LINE__, QEL_INDEX_OUT_OF_RANGE, "",
+                 "Indices are invalid to perform extraction");
         CQEL_Array part;
         part.CheckSpace(n);
         AssignRange(part.m_data, m_data + start, n);
         return part;
     }
     void Swap(int i, int j) {
-        if (i < 0 || i >= m_count) Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index1", "Parameter out of range");
-        if (j < 0 || j >= m_count) Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index2", "Parameter out of range");
+        if (i < 0 || i >= m_count)
+            Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index1", "Parameter out of range");
+        if (j < 0 || j >= m_count)
+            Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index2", "Parameter out of range");
         using std::swap;
         swap(m_data[i], m_data[j]);
     }
     void Reverse() {
         using std::swap;
-        for (int i = 0, j = m_count - 1; i < j; ++i, --j) swap(m_data[i], m_data[j]);
+        for (int i = 0, j = m_count - 1; i < j; ++i, --j)
+            swap(m_data[i], m_data[j]);
     }
     void SortUsing(bool (*less)(T const&, T const&)) {
         if (m_count >= 2) std::sort(m_data, m_data + m_count, less);
     }
     void SortUsing(int (*compare)(T const&, T const&)) {
         if (m_count >= 2)
-            std::sort(m_data, m_data + m_count, [compare](T const& a, T const& b) { return compare(a, b) < 0; });
+            std::sort(m_data, m_data + m_count,
+                      [compare](T const& a, T const& b) { return compare(a, b) < 0; });
     }
 
     // --- serialisation and digest ---------------------------------------------
@@ -335,7 +346,7 @@ public:
         return CQEL_MD5::Compute(m_data, std::size_t(TotalSize()));
     }
 
-protected:
+  protected:
     // Constructs n copies of the fill value at destination: *source if given,
     // else the default value if one is set, else a value-initialised T.
     virtual void CreateElements(T* destination, int n, T const* source) {
@@ -343,7 +354,8 @@ protected:
         T const* fill = source ? source : m_default;
         if constexpr (std::is_trivially_copyable_v<T>) {
             T const value = fill ? *fill : T();
-            for (int i = 0; i < n; ++i) destination[i] = value;
+            for (int i = 0; i < n; ++i)
+                destination[i] = value;
         } else {
             int i = 0;
             try {
@@ -381,7 +393,8 @@ protected:
 
     void AddElements_Back(int n, T const* source) {
         if (n < 0)
-            Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "", "Number of elements to add is negative");
+            Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
+                 "Number of elements to add is negative");
         if (n == 0) return;
         if (m_allocated - m_count - m_offset >= n) {
             CreateElements(m_data + m_count, n, source);
@@ -402,7 +415,8 @@ protected:
     }
     void AddElements_Front(int n, T const* source) {
         if (n < 0)
-            Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "", "Number of elements to add is negative");
+            Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
+                 "Number of elements to add is negative");
         if (n == 0) return;
         if (m_offset >= n) {
             CreateElements(m_data - n, n, source);
@@ -481,7 +495,7 @@ protected:
         m_count = newCount;
     }
 
-private:
+  private:
     void Init() {
         m_minimum = 10;
         m_data = nullptr;
@@ -500,18 +514,21 @@ private:
     }
     static void DestroyRange(T* first, int n) {
         if constexpr (!std::is_trivially_destructible_v<T>)
-            for (int i = 0; i < n; ++i) first[i].~T();
+            for (int i = 0; i < n; ++i)
+                first[i].~T();
     }
     static void AssignRange(T* to, T const* from, int n) {
         if (n <= 0 || to == from) return;
         if constexpr (std::is_trivially_copyable_v<T>)
             std::memmove(static_cast<void*>(to), static_cast<void const*>(from), std::size_t(n) * sizeof(T));
         else
-            for (int i = 0; i < n; ++i) to[i] = from[i];
+            for (int i = 0; i < n; ++i)
+                to[i] = from[i];
     }
     // Opens a gap of n slots at index; the last n slots hold freshly added elements.
     void MoveUp(int index, int n) {
-        for (int i = m_count - 1; i >= index + n; --i) m_data[i] = std::move(m_data[i - n]);
+        for (int i = m_count - 1; i >= index + n; --i)
+            m_data[i] = std::move(m_data[i - n]);
     }
     // Moves the elements to the start of the storage.
     void MoveToStart() {
@@ -537,8 +554,8 @@ private:
     }
     [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason,
                                   char const* paramName, char const* message) {
-        Detail::ThrowContainerError({"CQEL_Array", Detail::TypeName<T>(), operation, line}, reason,
-                                    paramName, message);
+        Detail::ThrowContainerError({"CQEL_Array", Detail::TypeName<T>(), operation, line}, reason, paramName,
+                                    message);
     }
 
     T* m_data;

@@ -21,7 +21,8 @@ void ThrowContainerError(SContainerSite const& site, EQELExceptionReason reason)
 
 void ThrowContainerError(SContainerSite const& site, EQELExceptionReason reason, char const* paramName,
                          char const* message) {
-    throw CQEL_Exception(reason, CQEL_String::FromASCII(paramName), CQEL_String::FromASCII(message), Location(site));
+    throw CQEL_Exception(reason, CQEL_String::FromASCII(paramName), CQEL_String::FromASCII(message),
+                         Location(site));
 }
 
 void ArrayDebugOut(int count) {

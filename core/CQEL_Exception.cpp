@@ -89,8 +89,8 @@ CQEL_Exception::CQEL_Exception(EQELExceptionReason reason, CQEL_String const& lo
     ConstructReason(location + GetReason(reason));
 }
 
-CQEL_Exception::CQEL_Exception(EQELExceptionReason reason, CQEL_String const& paramName, CQEL_String const& message,
-                               CQEL_String const& location)
+CQEL_Exception::CQEL_Exception(EQELExceptionReason reason, CQEL_String const& paramName,
+                               CQEL_String const& message, CQEL_String const& location)
     : m_reason(reason) {
     CQEL_String text = CQEL_String::FromASCII("Param name - ");
     text += paramName;
@@ -108,7 +108,8 @@ CQEL_Exception::CQEL_Exception(CQEL_String const& message, CQEL_String const& lo
     ConstructReason(location + message);
 }
 
-CQEL_Exception::CQEL_Exception(CQEL_Exception const& other) : std::exception(other), m_reason(other.m_reason) {
+CQEL_Exception::CQEL_Exception(CQEL_Exception const& other)
+    : std::exception(other), m_reason(other.m_reason) {
     if (other.m_text) ConstructReason(other.m_text.get());
 }
 
@@ -121,7 +122,9 @@ CQEL_Exception& CQEL_Exception::operator=(CQEL_Exception const& other) {
 
 CQEL_Exception::~CQEL_Exception() = default;
 
-char const* CQEL_Exception::what() const noexcept { return m_text.get(); }
+char const* CQEL_Exception::what() const noexcept {
+    return m_text.get();
+}
 
 CQEL_String CQEL_Exception::GetReason(EQELExceptionReason reason) {
     // Compared as unsigned, so negative codes fall to the catch-all.
@@ -137,7 +140,9 @@ void CQEL_Exception::ConstructReason(char const* text) {
     m_text = std::move(buffer);
 }
 
-void CQEL_Exception::ConstructReason(CQEL_String const& text) { ConstructReason(text.GetArray()); }
+void CQEL_Exception::ConstructReason(CQEL_String const& text) {
+    ConstructReason(text.GetArray());
+}
 
 CQEL_String GetQELExceptionLocation(char const* functionName, long line) {
     return CQEL_String::FromFormat("%s @ line %-5ld -> ", functionName ? functionName : "", line);

@@ -68,7 +68,7 @@ enum EQELExceptionReason : int {
 };
 
 class QEL_API CQEL_Exception : public std::exception {
-public:
+  public:
     // Text: location followed directly by GetReason(reason).
     CQEL_Exception(EQELExceptionReason reason, CQEL_String const& location);
     // Text: "Param name - <param> Location - <location> Message - <message> <GetReason(reason)>".
@@ -97,7 +97,7 @@ public:
     // Returns only if the signal is not translated.
     static void QELSEHTranslator(int signal, void* signalInfo, void* context);
 
-private:
+  private:
     void ConstructReason(char const* text);
     void ConstructReason(CQEL_String const& text);
 

@@ -9,7 +9,9 @@
 namespace QEL::Core {
 
 namespace {
-EVP_MD_CTX* Context(void* context) { return static_cast<EVP_MD_CTX*>(context); }
+EVP_MD_CTX* Context(void* context) {
+    return static_cast<EVP_MD_CTX*>(context);
+}
 }  // namespace
 
 std::string sMD5CheckSumValue::ToHex() const {
@@ -31,7 +33,9 @@ CQEL_MD5::CQEL_MD5() : m_context(EVP_MD_CTX_new()) {
     }
 }
 
-CQEL_MD5::~CQEL_MD5() { EVP_MD_CTX_free(Context(m_context)); }
+CQEL_MD5::~CQEL_MD5() {
+    EVP_MD_CTX_free(Context(m_context));
+}
 
 void CQEL_MD5::Update(void const* data, std::size_t bytes) {
     if (bytes) EVP_DigestUpdate(Context(m_context), data, bytes);

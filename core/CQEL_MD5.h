@@ -22,7 +22,7 @@ struct sMD5CheckSumValue {
 
 // Incremental digest: Update any number of times, then Finish once.
 class QEL_API CQEL_MD5 {
-public:
+  public:
     CQEL_MD5();
     ~CQEL_MD5();
     CQEL_MD5(CQEL_MD5 const&) = delete;
@@ -33,7 +33,7 @@ public:
 
     static sMD5CheckSumValue Compute(void const* data, std::size_t bytes);
 
-private:
+  private:
     void* m_context;  // EVP_MD_CTX
 };
 

@@ -37,7 +37,9 @@ CQEL_Operation::CQEL_Operation(char const* name) : m_name(name) {
     m_calls = counter.get();
 }
 
-CQEL_String CQEL_Operation::Location(long line) const { return GetQELExceptionLocation(m_name, line); }
+CQEL_String CQEL_Operation::Location(long line) const {
+    return GetQELExceptionLocation(m_name, line);
+}
 
 void CQEL_Operation::Convert(long frameLine) const {
     try {
@@ -90,13 +92,15 @@ void CQEL_Operation::ForEachCallCount(void (*visit)(char const*, long, void*), v
         for (auto const& [name, counter] : registry.counters)
             snapshot.emplace_back(name, counter->load(std::memory_order_relaxed));
     }
-    for (auto const& [name, count] : snapshot) visit(name.c_str(), count, user);
+    for (auto const& [name, count] : snapshot)
+        visit(name.c_str(), count, user);
 }
 
 void CQEL_Operation::ResetCallCounts() {
     SCallRegistry& registry = Registry();
     std::lock_guard guard(registry.lock);
-    for (auto& entry : registry.counters) entry.second->store(0, std::memory_order_relaxed);
+    for (auto& entry : registry.counters)
+        entry.second->store(0, std::memory_order_relaxed);
 }
 
 }  // namespace QEL::Core

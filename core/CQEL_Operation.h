@@ -41,7 +41,7 @@
 namespace QEL::Core {
 
 class QEL_API CQEL_Operation {
-public:
+  public:
     // name must be a literal (it is kept, not copied).
     explicit CQEL_Operation(char const* name);
     CQEL_Operation(CQEL_Operation const&) = delete;
@@ -94,7 +94,7 @@ public:
     // Sets every counter back to 0.
     static void ResetCallCounts();
 
-private:
+  private:
     [[noreturn]] void Convert(long frameLine) const;
     [[noreturn]] void ThrowOutOfRange(char const* paramName, long line) const;
 

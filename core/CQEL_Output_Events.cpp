@@ -29,20 +29,28 @@ void Send(CQEL_Output_Events::EChannel channel, CQEL_String const& message) {
         std::lock_guard guard(channels.lock);
         snapshot = channels.handlers[int(channel)];
     }
-    for (auto const& [handler, user] : snapshot) handler(channel, message, user);
+    for (auto const& [handler, user] : snapshot)
+        handler(channel, message, user);
 }
 
 }  // namespace
 
-void CQEL_Output_Events::Warning(CQEL_String const& message) { Send(EChannel::Warning, message); }
-void CQEL_Output_Events::Text(CQEL_String const& message) { Send(EChannel::Text, message); }
-void CQEL_Output_Events::Debug(CQEL_String const& message) { Send(EChannel::Debug, message); }
+void CQEL_Output_Events::Warning(CQEL_String const& message) {
+    Send(EChannel::Warning, message);
+}
+void CQEL_Output_Events::Text(CQEL_String const& message) {
+    Send(EChannel::Text, message);
+}
+void CQEL_Output_Events::Debug(CQEL_String const& message) {
+    Send(EChannel::Debug, message);
+}
 
 void CQEL_Output_Events::Attach(EChannel channel, Handler handler, void* user) {
     SChannels& channels = Channels();
     std::lock_guard guard(channels.lock);
     auto& list = channels.handlers[int(channel)];
-    if (std::find(list.begin(), list.end(), std::pair{handler, user}) == list.end()) list.emplace_back(handler, user);
+    if (std::find(list.begin(), list.end(), std::pair{handler, user}) == list.end())
+        list.emplace_back(handler, user);
 }
 
 bool CQEL_Output_Events::Detach(EChannel channel, Handler handler, void* user) {

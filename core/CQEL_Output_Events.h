@@ -12,7 +12,7 @@ namespace QEL::Core {
 class CQEL_String;
 
 class QEL_API CQEL_Output_Events {
-public:
+  public:
     enum class EChannel : int { Warning = 0, Text = 1, Debug = 2 };
     using Handler = void (*)(EChannel channel, CQEL_String const& message, void* user);
 

@@ -14,7 +14,7 @@ namespace QEL::Core {
 
 template <class T>
 class CQEL_Ptr_Array {
-public:
+  public:
     CQEL_Ptr_Array() = default;
     CQEL_Ptr_Array(CQEL_Ptr_Array const& other) { CopyFrom(other); }
     CQEL_Ptr_Array& operator=(CQEL_Ptr_Array const& other) {
@@ -76,7 +76,8 @@ public:
     void Delete(int index) { delete Detach(index); }
     // Deletes every item and releases the storage.
     void Clear() {
-        for (T* item : m_items) delete item;
+        for (T* item : m_items)
+            delete item;
         m_items.Reset();
     }
     void Reverse() { m_items.Reverse(); }
@@ -89,10 +90,11 @@ public:
 
     void Swap(CQEL_Ptr_Array& other) noexcept { m_items.SwapContents(other.m_items); }
 
-private:
+  private:
     void CopyFrom(CQEL_Ptr_Array const& other) {
         m_items.PreAllocate(other.Count());
-        for (T* item : other.m_items) Add(new T(*item));
+        for (T* item : other.m_items)
+            Add(new T(*item));
     }
 
     CQEL_Array<T*> m_items;

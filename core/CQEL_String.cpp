@@ -8,7 +8,9 @@
 
 namespace QEL::Core {
 
-CQEL_String::CQEL_String() { m_bytes.CheckSpace(1); }
+CQEL_String::CQEL_String() {
+    m_bytes.CheckSpace(1);
+}
 
 CQEL_String::CQEL_String(unsigned char const* bytes, int count, EStringEncoding encoding) {
     m_bytes.CheckSpace(1);
@@ -31,7 +33,9 @@ CQEL_String::CQEL_String(unsigned char const* bytes, int count, EStringEncoding 
     SetFromASCII(utf8.data(), int(utf8.size()));
 }
 
-void CQEL_String::SetFromASCII(char const* text) { SetFromASCII(text, text ? int(std::strlen(text)) : 0); }
+void CQEL_String::SetFromASCII(char const* text) {
+    SetFromASCII(text, text ? int(std::strlen(text)) : 0);
+}
 
 void CQEL_String::SetFromASCII(char const* text, int bytes) {
     if (!text || bytes < 0) bytes = 0;

@@ -20,7 +20,7 @@ enum class EStringEncoding : int {
 };
 
 class QEL_API CQEL_String {
-public:
+  public:
     CQEL_String();
     CQEL_String(CQEL_String const& other) = default;
     CQEL_String& operator=(CQEL_String const& other) = default;
@@ -64,7 +64,7 @@ public:
     bool operator==(CQEL_String const& other) const;
     bool operator!=(CQEL_String const& other) const { return !(*this == other); }
 
-private:
+  private:
     CQEL_Array<unsigned char> m_bytes;
 };
 

@@ -164,9 +164,12 @@ void CFaultTranslator::UninstallOnThisThread() {
     }
 }
 
-bool CFaultTranslator::IsInstalledOnThisThread() { return t_state.enabled; }
+bool CFaultTranslator::IsInstalledOnThisThread() {
+    return t_state.enabled;
+}
 
-CFaultTranslationScope::CFaultTranslationScope() : m_wasInstalled(CFaultTranslator::IsInstalledOnThisThread()) {
+CFaultTranslationScope::CFaultTranslationScope()
+    : m_wasInstalled(CFaultTranslator::IsInstalledOnThisThread()) {
     CFaultTranslator::InstallOnThisThread();
 }
 

@@ -26,7 +26,7 @@
 namespace QEL::Core {
 
 class QEL_API CFaultTranslator {
-public:
+  public:
     // Enables translation on the calling thread, with an alternate signal stack
     // so that a stack overflow can still be handled. Idempotent.
     static void InstallOnThisThread();
@@ -37,13 +37,13 @@ public:
 
 // Enables the translator for the lifetime of a scope (on a host thread, say).
 class QEL_API CFaultTranslationScope {
-public:
+  public:
     CFaultTranslationScope();
     ~CFaultTranslationScope();
     CFaultTranslationScope(CFaultTranslationScope const&) = delete;
     CFaultTranslationScope& operator=(CFaultTranslationScope const&) = delete;
 
-private:
+  private:
     bool m_wasInstalled;
 };
 

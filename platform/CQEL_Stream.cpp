@@ -22,11 +22,13 @@ CQEL_Stream::CQEL_Stream(CQEL_Stream&&) noexcept = default;
 CQEL_Stream& CQEL_Stream::operator=(CQEL_Stream&&) noexcept = default;
 
 void CQEL_Stream::CreateNewChunk() {
-    m_chunks.push_back(std::make_unique_for_overwrite<unsigned char[]>(std::size_t(ChunkSize(m_chunks.size()))));
+    m_chunks.push_back(
+        std::make_unique_for_overwrite<unsigned char[]>(std::size_t(ChunkSize(m_chunks.size()))));
 }
 
 void CQEL_Stream::EnsureCapacity(std::int64_t bytes) {
-    while (ChunkStart(m_chunks.size()) < bytes) CreateNewChunk();
+    while (ChunkStart(m_chunks.size()) < bytes)
+        CreateNewChunk();
 }
 
 void CQEL_Stream::Put(void const* data, std::int64_t bytes) {
@@ -63,9 +65,10 @@ void CQEL_Stream::Get(void* data, std::int64_t bytes) {
     static CQEL_Operation const op("QEL::Core::CQEL_Stream::Get");
     op.CheckParameter(bytes >= 0, "bytes");
     if (bytes > m_size - m_get)
-        op.Throw(QEL_FILE_READ_ERROR, "bytes",
-                 CQEL_String::FromFormat("Attempt to read %lld bytes at position %lld of a stream of %lld bytes",
-                                         (long long)bytes, (long long)m_get, (long long)m_size));
+        op.Throw(
+            QEL_FILE_READ_ERROR, "bytes",
+            CQEL_String::FromFormat("Attempt to read %lld bytes at position %lld of a stream of %lld bytes",
+                                    (long long)bytes, (long long)m_get, (long long)m_size));
     auto* to = static_cast<unsigned char*>(data);
     std::int64_t const end = m_get + bytes;
     while (m_get < end) {
@@ -104,8 +107,8 @@ void CQEL_Stream::SeekGetPosition(std::int64_t position) {
     static CQEL_Operation const op("QEL::Core::CQEL_Stream::SeekGetPosition");
     if (position < 0 || position > m_size)
         op.Throw(QEL_FILE_READ_ERROR, "position",
-                 CQEL_String::FromFormat("Position %lld lies outside a stream of %lld bytes", (long long)position,
-                                         (long long)m_size));
+                 CQEL_String::FromFormat("Position %lld lies outside a stream of %lld bytes",
+                                         (long long)position, (long long)m_size));
     m_get = position;
 }
 
@@ -146,10 +149,12 @@ void CQEL_Stream::WriteToFile(CQEL_String const& path) const {
         std::string const temporary = target + ".qeltmp." + std::to_string(::getpid());
         int const fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
         if (fd < 0)
-            op.Throw(QEL_FILE_WRITE_ERROR, "path",
-                     CQEL_String::FromFormat("Cannot create %s: %s", temporary.c_str(), std::strerror(errno)));
+            op.Throw(
+                QEL_FILE_WRITE_ERROR, "path",
+                CQEL_String::FromFormat("Cannot create %s: %s", temporary.c_str(), std::strerror(errno)));
         bool ok = true;
-        ForEachRun([&](unsigned char const* run, std::int64_t bytes) { ok = ok && WriteAll(fd, run, bytes); });
+        ForEachRun(
+            [&](unsigned char const* run, std::int64_t bytes) { ok = ok && WriteAll(fd, run, bytes); });
         int const error = ok ? 0 : errno;
         ok = ::close(fd) == 0 && ok;
         if (!ok || std::rename(temporary.c_str(), target.c_str()) != 0) {
@@ -177,8 +182,9 @@ void CQEL_Stream::ReadFromFile(CQEL_String const& path) {
                 int const cause = errno;
                 ::close(fd);
                 Reset();
-                op.Throw(QEL_FILE_READ_ERROR, "path",
-                         CQEL_String::FromFormat("Cannot read %s: %s", path.GetArray(), std::strerror(cause)));
+                op.Throw(
+                    QEL_FILE_READ_ERROR, "path",
+                    CQEL_String::FromFormat("Cannot read %s: %s", path.GetArray(), std::strerror(cause)));
             }
             if (got == 0) break;
             Put(buffer, got);

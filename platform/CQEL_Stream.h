@@ -27,7 +27,7 @@ namespace QEL::Core {
 class CQEL_String;
 
 class QEL_API CQEL_Stream {
-public:
+  public:
     CQEL_Stream();
     ~CQEL_Stream();
     CQEL_Stream(CQEL_Stream&&) noexcept;
@@ -90,11 +90,11 @@ public:
     // reason 22 when the file does not exist and reason 23 when it cannot be read.
     void ReadFromFile(CQEL_String const& path);
 
-protected:
+  protected:
     // Appends the next chunk of the chain.
     void CreateNewChunk();
 
-private:
+  private:
     static constexpr std::int64_t kFirstChunk = 4096;
     static std::int64_t ChunkSize(std::size_t k) { return kFirstChunk << k; }
     static std::int64_t ChunkStart(std::size_t k) { return kFirstChunk * ((std::int64_t(1) << k) - 1); }

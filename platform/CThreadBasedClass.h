@@ -17,7 +17,7 @@
 namespace QEL::Core {
 
 class QEL_API CThreadBasedClass {
-public:
+  public:
     CThreadBasedClass();
     virtual ~CThreadBasedClass();
     CThreadBasedClass(CThreadBasedClass const&) = delete;
@@ -30,10 +30,10 @@ public:
     // True once the body has finished (the completion event is set).
     bool IsFinished() const;
 
-protected:
+  protected:
     virtual void Run() = 0;
 
-private:
+  private:
     void ThreadMain();
 
     std::thread m_thread;

@@ -9,8 +9,10 @@ using namespace QEL::Core;
 
 int main() {
     CQEL_Array<double> values;
-    for (int i = 0; i < 10; ++i) values.PushBack(i * 0.5);
-    std::printf("QEL %s: %d values, MD5 %s\n", QEL_VERSION_STRING, values.Count(), values.GetCRC().ToHex().c_str());
+    for (int i = 0; i < 10; ++i)
+        values.PushBack(i * 0.5);
+    std::printf("QEL %s: %d values, MD5 %s\n", QEL_VERSION_STRING, values.Count(),
+                values.GetCRC().ToHex().c_str());
     try {
         values.Swap(-1, 0);
     } catch (CQEL_Exception const& e) {
