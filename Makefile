@@ -16,7 +16,7 @@ deps:
 	@sh scripts/install-deps.sh
 
 $(BUILD)/dev/CMakeCache.txt:
-	$(CMAKE) -S . -B $(BUILD)/dev -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_WERROR=ON -DQEL_BUILD_TESTS=ON
+	$(CMAKE) --preset dev
 
 build: deps $(BUILD)/dev/CMakeCache.txt
 	$(CMAKE) --build $(BUILD)/dev -j $(JOBS)
@@ -33,8 +33,7 @@ test-dev: build
 
 # The whole suite again under AddressSanitizer and UndefinedBehaviorSanitizer.
 test-sanitize: deps
-	$(CMAKE) -S . -B $(BUILD)/sanitize -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" \
-	  -DQEL_WERROR=ON -DQEL_SANITIZE=ON -DQEL_BUILD_TOOLS=OFF
+	$(CMAKE) --preset sanitize
 	$(CMAKE) --build $(BUILD)/sanitize -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:allow_user_segv_handler=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  $(CTEST) --test-dir $(BUILD)/sanitize --output-on-failure -j $(JOBS)
@@ -54,7 +53,7 @@ format-check: deps
 	@clang-format --dry-run --Werror $(SOURCES_TO_FORMAT) && echo "clang-format: clean"
 
 bench: deps
-	$(CMAKE) -S . -B $(BUILD)/release -DCMAKE_BUILD_TYPE=Release -DQEL_BUILD_BENCH=ON -DQEL_BUILD_TESTS=OFF
+	$(CMAKE) --preset release
 	$(CMAKE) --build $(BUILD)/release -j $(JOBS)
 	@for b in $(BUILD)/release/bench/qel_bench_*; do echo "== $$b"; $$b --benchmark_counters_tabular=true || exit 1; done
 

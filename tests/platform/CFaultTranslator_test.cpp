@@ -8,6 +8,12 @@
 #include <string>
 #include <thread>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
 #include "core/CQEL_Array.h"
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
@@ -176,4 +182,12 @@ TEST(FaultTranslator, ScopeEnablesTranslationOnAHostThread) {
                   QEL_DIVISION_BY_ZERO);
     });
     host.join();
+}
+
+TEST(LibraryLoad, LoadingThreadRunsOneStepBelowItsParent) {
+    // The loading thread starts with its parent's nice value (ctest or a shell, which do not load QEL).
+    errno = 0;
+    int const parent = getpriority(PRIO_PROCESS, id_t(getppid()));
+    ASSERT_EQ(errno, 0);
+    EXPECT_EQ(getpriority(PRIO_PROCESS, id_t(gettid())), std::min(parent + 1, 19));
 }
