@@ -37,11 +37,14 @@ void CPointSet_Base::Free() {
     m_sections.Clear();
 }
 
+void CPointSet_Base::Adopt(CPointSet_Section* section) {
+    section->m_owner = this;
+    section->SetModifiedFlag(m_cacheFlag.GetFlag());
+}
+
 void CPointSet_Base::Reset() {
     Free();
-    int const before = m_numPts;
     Init();
-    if (before != 0) m_cacheGlobal = m_cacheSection = m_cacheLocal = 0;
     MarkModified();
 }
 
@@ -57,7 +60,7 @@ void CPointSet_Base::Copy(CPointSet_Base const& other) {
         Free();
         m_sections.Swap(copies);
         for (CPointSet_Section* section : m_sections)
-            section->m_owner = this;
+            Adopt(section);
         int const delta = other.m_numPts - m_numPts;
         UpdatePointCount(delta);
         m_cacheGlobal = m_cacheSection = m_cacheLocal = 0;
@@ -112,15 +115,15 @@ CPointSet_Section const& CPointSet_Base::GetTail() const {
 CPointSet_Section* CPointSet_Base::InsertSectionAtIndex(CPointSet_Section* section, int index) {
     static CQEL_Operation const op("QEL::Core::CPointSet_Base::InsertSectionAtIndex");
     return op.Run([&] {
-        std::unique_ptr<CPointSet_Section> owned(section);
         op.Check(section != nullptr, QEL_NULL_PARAMETER, "section", "Null Pointer");
-        op.Check(section->m_owner == nullptr || section->m_owner == this, QEL_INVALID_OPERATION, "section",
-                 "Section belongs to another point set");
-        op.Check(m_sections.Find(section) < 0, QEL_INVALID_OPERATION, "section",
-                 "Section already belongs to this point set");
+        // A section is owned by at most one set, and appears in its list once;
+        // another set's section is refused without being touched.
+        op.Check(section->m_owner == nullptr, QEL_INVALID_OPERATION, "section",
+                 "Section already belongs to a point set");
+        std::unique_ptr<CPointSet_Section> owned(section);
         op.CheckRange(index, 0, m_sections.Count(), "index");
         m_sections.InsertAt(index, owned.release());
-        section->m_owner = this;
+        Adopt(section);
         UpdatePointCount(section->GetNumPts());
         // Inserting an empty section moves the sections after it.
         m_cacheGlobal = m_cacheSection = m_cacheLocal = 0;
@@ -152,6 +155,7 @@ CPointSet_Section* CPointSet_Base::DetachSection(int index) {
         op.CheckRange(index, 0, m_sections.Count() - 1, "index");
         CPointSet_Section* section = m_sections.Detach(index);
         section->m_owner = nullptr;
+        section->SetModifiedFlag(nullptr);
         UpdatePointCount(-section->GetNumPts());
         m_cacheGlobal = m_cacheSection = m_cacheLocal = 0;
         MarkModified();
@@ -323,8 +327,7 @@ CPointSet_Section const& CPointSet_Base::Locate(int global, int& local) const {
 CPointSet_Base::Point& CPointSet_Base::get_Pts(int global) {
     int local = 0;
     CPointSet_Section& section = Locate(global, local);
-    MarkModified();
-    return section.m_pts.GetAsArray().Unsafe_Get(local);
+    return section.m_pts.Edit(local);
 }
 
 CPointSet_Base::Point const& CPointSet_Base::get_Pts(int global) const {

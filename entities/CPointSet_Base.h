@@ -152,6 +152,8 @@ class QEL_API CPointSet_Base {
     void MarkModified() const { m_cacheFlag.SetModified(); }
     void Init();
     void Free();
+    // Makes this set the section's owner: count changes and data changes report here.
+    void Adopt(CPointSet_Section* section);
     int SectionIndexOf(CPointSet_Section const* section, char const* operation) const;
 
     // Resolves global without the range check (the caller has checked it).

@@ -16,6 +16,8 @@
 
 namespace QEL::Core {
 
+using Elements::CPoint3;
+
 class CPointSet_Base;
 
 class QEL_API CPointSet_Cache : public ICachedObject {

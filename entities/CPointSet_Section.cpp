@@ -8,16 +8,6 @@ namespace QEL::Core {
 
 namespace {
 
-// The one place that reaches into a collection's array.
-template <class T>
-CQEL_Array<T>& Arr(CCollection_Internal<T>& collection) {
-    return collection.GetAsArray();
-}
-template <class T>
-CQEL_Array<T> const& Arr(CCollection_Internal<T> const& collection) {
-    return collection.GetAsArray();
-}
-
 [[noreturn]] void ThrowBadIndex(char const* operation, bool present) {
     // Only reached on failure: the location names the accessor.
     CQEL_Operation const op(operation);
@@ -25,17 +15,21 @@ CQEL_Array<T> const& Arr(CCollection_Internal<T> const& collection) {
     op.Throw(QEL_PARAMETER_OUT_OF_RANGE, "index", "Parameter out of range");
 }
 
-template <class T>
-T& At(CCollection_Internal<T>& collection, int i, char const* operation) {
-    CQEL_Array<T>& array = Arr(collection);
-    if (unsigned(i) >= unsigned(array.Count())) ThrowBadIndex(operation, collection.IsActive());
-    return array.Unsafe_Get(i);
+// Checked access: an inactive attribute and an index out of range are told apart.
+template <class C>
+auto& At(C& collection, int i, char const* operation) {
+    if (unsigned(i) >= unsigned(collection.Count())) ThrowBadIndex(operation, collection.IsActive());
+    return collection.Edit(i);
 }
-template <class T>
-T const& At(CCollection_Internal<T> const& collection, int i, char const* operation) {
-    CQEL_Array<T> const& array = Arr(collection);
-    if (unsigned(i) >= unsigned(array.Count())) ThrowBadIndex(operation, collection.IsActive());
-    return array.Unsafe_Get(i);
+template <class C>
+auto const& At(C const& collection, int i, char const* operation) {
+    if (unsigned(i) >= unsigned(collection.Count())) ThrowBadIndex(operation, collection.IsActive());
+    return collection.GetAsArray().Unsafe_Get(i);
+}
+template <class C, class V>
+auto& SetAt(C& collection, int i, V const& value, char const* operation) {
+    if (unsigned(i) >= unsigned(collection.Count())) ThrowBadIndex(operation, collection.IsActive());
+    return collection.Set(i, value);
 }
 
 }  // namespace
@@ -86,26 +80,38 @@ CPointSet_Section::~CPointSet_Section() = default;
 
 // Installs the default elements: the arrays fill new elements from them.
 void CPointSet_Section::Init() {
-    Arr(m_pts).SetDefaultValue(Point());
-    Arr(m_nms).SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
-    Arr(m_cuv).SetDefaultValue(CPoint2<double>(0.0, 0.0));
-    Arr(m_cpt).SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
-    Arr(m_cnm).SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
-    Arr(m_col).SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
-    Arr(m_err).SetDefaultValue(0.0);
-    Arr(m_vel).SetDefaultValue(0.0);
-    Arr(m_sta).SetDefaultValue(std::int16_t(0));
-    Arr(m_ind).SetDefaultValue(std::int32_t(-1));
-    Arr(m_usr).SetDefaultValue(nullptr);
+    m_pts.SetDefaultValue(Point());
+    m_nms.SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
+    m_cuv.SetDefaultValue(CPoint2<double>(0.0, 0.0));
+    m_cpt.SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
+    m_cnm.SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
+    m_col.SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
+    m_err.SetDefaultValue(0.0);
+    m_vel.SetDefaultValue(0.0);
+    m_sta.SetDefaultValue(std::int16_t(0));
+    m_ind.SetDefaultValue(std::int32_t(-1));
+    m_usr.SetDefaultValue(nullptr);
+}
+
+void CPointSet_Section::SetModifiedFlag(bool* flag) {
+    m_pts.SetDataModifiedFlag(flag);
+    m_nms.SetDataModifiedFlag(flag);
+    m_cuv.SetDataModifiedFlag(flag);
+    m_cpt.SetDataModifiedFlag(flag);
+    m_cnm.SetDataModifiedFlag(flag);
+    m_col.SetDataModifiedFlag(flag);
+    m_err.SetDataModifiedFlag(flag);
+    m_vel.SetDataModifiedFlag(flag);
+    m_sta.SetDataModifiedFlag(flag);
+    m_ind.SetDataModifiedFlag(flag);
+    m_usr.SetDataModifiedFlag(flag);
 }
 
 void CPointSet_Section::CopyFrom(CPointSet_Section const& other, CPtsData flags) {
     int const before = GetNumPts();
     SetDataRaw(flags);
-    CDataManager::CheckSpace(other.GetNumPts());
-    // Attributes both carry are copied whole; the others keep their defaults.
-    CPtsData const common = GetMetaDataFlags() & other.GetMetaDataFlags();
-    CDataManager::Set(other, common.GetBits());
+    // Attributes both carry are copied whole; the others get defaults.
+    CDataManager::Set(other, CPtsData::all.GetBits());
     Changed(GetNumPts() - before);
 }
 
@@ -129,13 +135,7 @@ void CPointSet_Section::Reset() {
 // --- owner notification --------------------------------------------------------------
 
 void CPointSet_Section::Changed(int delta) {
-    if (!m_owner) return;
-    m_owner->UpdatePointCount(delta);
-    m_owner->MarkModified();
-}
-
-void CPointSet_Section::Touch() {
-    if (m_owner) m_owner->MarkModified();
+    if (m_owner) m_owner->UpdatePointCount(delta);
 }
 
 // --- points ------------------------------------------------------------------------
@@ -143,7 +143,7 @@ void CPointSet_Section::Touch() {
 void CPointSet_Section::AddPoint(CPoint3<double> const& point) {
     int const n = GetNumPts();
     CDataManager::CheckSpace(n + 1);
-    Arr(m_pts).Unsafe_Get(n) = Point(point.x, point.y, point.z);
+    m_pts.Set(n, Point(point));
     Changed(1);
 }
 
@@ -172,29 +172,28 @@ void CPointSet_Section::DecrementNumPts(int count) {
 
 void CPointSet_Section::Reverse() {
     CDataManager::Reverse();
-    Touch();
 }
 
 CPointSet_Section::Point& CPointSet_Section::FirstPoint() {
-    Touch();
-    return const_cast<Point&>(std::as_const(*this).FirstPoint());
+    (void)std::as_const(*this).FirstPoint();
+    return m_pts.Edit(0);
 }
 
 CPointSet_Section::Point const& CPointSet_Section::FirstPoint() const {
     static CQEL_Operation const op("QEL::Core::CPointSet_Section::FirstPoint");
     op.Check(GetNumPts() > 0, QEL_INVALID_OPERATION, "", "Section contains no points");
-    return Arr(m_pts).Unsafe_Get(0);
+    return m_pts.GetAsArray().Unsafe_Get(0);
 }
 
 CPointSet_Section::Point& CPointSet_Section::LastPoint() {
-    Touch();
-    return const_cast<Point&>(std::as_const(*this).LastPoint());
+    (void)std::as_const(*this).LastPoint();
+    return m_pts.Edit(GetNumPts() - 1);
 }
 
 CPointSet_Section::Point const& CPointSet_Section::LastPoint() const {
     static CQEL_Operation const op("QEL::Core::CPointSet_Section::LastPoint");
     op.Check(GetNumPts() > 0, QEL_INVALID_OPERATION, "", "Section contains no points");
-    return Arr(m_pts).Unsafe_Get(GetNumPts() - 1);
+    return m_pts.GetAsArray().Unsafe_Get(GetNumPts() - 1);
 }
 
 void CPointSet_Section::CopyElement(int to, int from, CPointSet_Section const* source) {
@@ -203,27 +202,11 @@ void CPointSet_Section::CopyElement(int to, int from, CPointSet_Section const* s
         op.Check(source != nullptr, QEL_NULL_PARAMETER, "source", "Null Pointer");
         op.CheckRange(to, 0, GetNumPts() - 1, "to");
         op.CheckRange(from, 0, source->GetNumPts() - 1, "from");
-        if (source == this) {
+        // Only the attributes that both sections carry are copied.
+        if (source == this)
             CDataManager::CopyElement(to, from);
-        } else {
-            // Copy attribute by attribute: only those both sections carry.
-            CPtsData const common = GetMetaDataFlags() & source->GetMetaDataFlags();
-            auto copy = [&](auto& mine, auto const& theirs, CPtsData flag) {
-                if (common.Contains(flag)) Arr(mine).Unsafe_Get(to) = Arr(theirs).Unsafe_Get(from);
-            };
-            copy(m_pts, source->m_pts, CPtsData::def);
-            copy(m_nms, source->m_nms, CPtsData::nms);
-            copy(m_cuv, source->m_cuv, CPtsData::cuv);
-            copy(m_cpt, source->m_cpt, CPtsData::cpt);
-            copy(m_cnm, source->m_cnm, CPtsData::cnm);
-            copy(m_col, source->m_col, CPtsData::col);
-            copy(m_err, source->m_err, CPtsData::err);
-            copy(m_vel, source->m_vel, CPtsData::vel);
-            copy(m_sta, source->m_sta, CPtsData::sta);
-            copy(m_ind, source->m_ind, CPtsData::ind);
-            copy(m_usr, source->m_usr, CPtsData::usr);
-        }
-        Touch();
+        else
+            CDataManager::CopyElement(to, from, *source);
     });
 }
 
@@ -247,23 +230,21 @@ void CPointSet_Section::Transform(CTransform4<double> const& matrix) {
     double m[16];
     for (int i = 0; i < 16; ++i)
         m[i] = matrix[i];
-    for (Point& p : Arr(m_pts)) {
+    for (Point& p : m_pts.EditAll()) {
         double const x = p.x, y = p.y, z = p.z;
         double const w = x * m[3] + y * m[7] + z * m[11] + m[15];
         if (w == 0.0) continue;
-        p.x = (x * m[0] + y * m[4] + z * m[8] + m[12]) / w;
-        p.y = (x * m[1] + y * m[5] + z * m[9] + m[13]) / w;
-        p.z = (x * m[2] + y * m[6] + z * m[10] + m[14]) / w;
+        p.Set((x * m[0] + y * m[4] + z * m[8] + m[12]) / w, (x * m[1] + y * m[5] + z * m[9] + m[13]) / w,
+              (x * m[2] + y * m[6] + z * m[10] + m[14]) / w);
     }
     if (HasMetaData(CPtsData::nms)) {
-        for (CVector3<double>& v : Arr(m_nms)) {
+        for (CVector3<double>& v : m_nms.EditAll()) {
             double const x = v.x, y = v.y, z = v.z;
             v.x = x * m[0] + y * m[4] + z * m[8];
             v.y = x * m[1] + y * m[5] + z * m[9];
             v.z = x * m[2] + y * m[6] + z * m[10];
         }
     }
-    Touch();
 }
 
 // --- attributes ----------------------------------------------------------------------
@@ -276,7 +257,6 @@ void CPointSet_Section::AddDataRaw(CPtsData flags) {
         // Activation allocates in step with the active collections and fills
         // the new elements from the collection's default value.
         ActivateCollections(added.GetBits());
-        Touch();
     });
 }
 
@@ -286,7 +266,6 @@ void CPointSet_Section::RemoveDataRaw(CPtsData flags) {
         CPtsData const removed = (flags & GetMetaDataFlags()) - CPtsData::def;
         if (removed.IsEmpty()) return;
         DeactivateCollections(removed.GetBits());
-        Touch();
     });
 }
 
@@ -326,21 +305,16 @@ void CPointSet_Section::CheckSpace(int numPts, CPtsData flags) {
 
 // --- access --------------------------------------------------------------------------
 
-#define QEL_SECTION_ACCESS(Stem, member, Type)                                     \
-    Type& CPointSet_Section::get_##Stem(int i) {                                   \
-        Type& element = At(member, i, "QEL::Core::CPointSet_Section::get_" #Stem); \
-        Touch();                                                                   \
-        return element;                                                            \
-    }                                                                              \
-    Type const& CPointSet_Section::get_##Stem(int i) const {                       \
-        return At(member, i, "QEL::Core::CPointSet_Section::get_" #Stem);          \
+#define QEL_SECTION_ACCESS(Stem, member, Type)                            \
+    Type& CPointSet_Section::get_##Stem(int i) {                          \
+        return At(member, i, "QEL::Core::CPointSet_Section::get_" #Stem); \
+    }                                                                     \
+    Type const& CPointSet_Section::get_##Stem(int i) const {              \
+        return At(member, i, "QEL::Core::CPointSet_Section::get_" #Stem); \
     }
-#define QEL_SECTION_SET(Stem, member, Type, Value)                                 \
-    Type& CPointSet_Section::set_##Stem(int i, Value const& value) {               \
-        Type& element = At(member, i, "QEL::Core::CPointSet_Section::set_" #Stem); \
-        element = value;                                                           \
-        Touch();                                                                   \
-        return element;                                                            \
+#define QEL_SECTION_SET(Stem, member, Type, Value)                                                     \
+    Type& CPointSet_Section::set_##Stem(int i, Value const& value) {                                   \
+        return SetAt(member, i, static_cast<Type>(value), "QEL::Core::CPointSet_Section::set_" #Stem); \
     }
 #define QEL_SECTION_GET_CONST(Stem, member, Type)                         \
     Type const& CPointSet_Section::get_##Stem(int i) const {              \
@@ -348,7 +322,7 @@ void CPointSet_Section::CheckSpace(int numPts, CPtsData flags) {
     }
 #define QEL_SECTION_ARRAY(Stem, member, Type)                             \
     CQEL_Array<Type> const& CPointSet_Section::Get##Stem##Array() const { \
-        return Arr(member);                                               \
+        return member.GetAsArray();                                       \
     }
 
 QEL_SECTION_ACCESS(Pts, m_pts, CPointSet_Section::Point)
@@ -363,12 +337,7 @@ QEL_SECTION_ACCESS(Sta, m_sta, std::int16_t)
 QEL_SECTION_ACCESS(Ind, m_ind, std::int32_t)
 QEL_SECTION_ACCESS(Usr, m_usr, void*)
 
-CPointSet_Section::Point& CPointSet_Section::set_Pts(int i, CPoint3<double> const& value) {
-    Point& element = At(m_pts, i, "QEL::Core::CPointSet_Section::set_Pts");
-    element = Point(value.x, value.y, value.z);
-    Touch();
-    return element;
-}
+QEL_SECTION_SET(Pts, m_pts, CPointSet_Section::Point, CPoint3<double>)
 QEL_SECTION_SET(Nms, m_nms, CVector3<double>, CVector3<double>)
 QEL_SECTION_SET(CPt, m_cpt, CPoint3<double>, CPoint3<double>)
 QEL_SECTION_SET(CNm, m_cnm, CVector3<double>, CVector3<double>)

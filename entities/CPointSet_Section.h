@@ -22,6 +22,8 @@
 
 #include <cstdint>
 
+#include "core/CCollection_Internal.h"
+#include "core/CCollection_Internal_InBuilt.h"
 #include "core/CDataManager.h"
 #include "core/CPoint2.h"
 #include "core/CPoint3.h"
@@ -32,6 +34,12 @@
 #include "entities/CPtsData.h"
 
 namespace QEL::Core {
+
+using Elements::CPoint2;
+using Elements::CPoint3;
+using Elements::CQEL_Point3_Updatable;
+using Elements::CTransform4;
+using Elements::CVector3;
 
 class CPointSet_Base;
 
@@ -162,11 +170,13 @@ class QEL_API CPointSet_Section : public CDataManager {
     void RemoveDataRaw(CPtsData flags);
     void SetDataRaw(CPtsData flags);
     void CopyFrom(CPointSet_Section const& other, CPtsData flags);
-    // Tells the owning set that count changed by delta and that data changed.
+    // Tells the owning set that the point count changed by delta.
     void Changed(int delta);
-    void Touch();
+    // Points every collection at flag (the owning set's cache flag, or null):
+    // the collections raise it on every change of their elements.
+    void SetModifiedFlag(bool* flag);
 
-    CCollection_Internal<Point> m_pts;
+    CCollection_Internal_InBuilt<Point> m_pts;
     CCollection_Internal<CVector3<double>> m_nms;
     CCollection_Internal<CPoint2<double>> m_cuv;
     CCollection_Internal<CPoint3<double>> m_cpt;

@@ -23,6 +23,8 @@
 
 namespace QEL::Core {
 
+using Elements::CPoint3;
+
 class QEL_API CQEL_Type : public virtual CQEL_Handler_Entity, public CQEL_Allocate, public ITransformable {
   public:
     CQEL_Type();

@@ -7,6 +7,8 @@
 
 namespace QEL::Core {
 
+using Elements::CEntityTransform;
+
 class QEL_API ITransformable {
   public:
     virtual ~ITransformable();
