@@ -18,11 +18,11 @@ struct V3 {
 
     V3() = default;
     V3(double ax, double ay, double az) : x(ax), y(ay), z(az) {}
-    explicit V3(CPoint3<double> const& p) : x(p.x), y(p.y), z(p.z) {}
-    explicit V3(CVector3<double> const& v) : x(v.x), y(v.y), z(v.z) {}
+    explicit V3(Elements::CPoint3<double> const& p) : x(p.x), y(p.y), z(p.z) {}
+    explicit V3(Elements::CVector3<double> const& v) : x(v.x), y(v.y), z(v.z) {}
 
-    CPoint3<double> P() const { return CPoint3<double>(x, y, z); }
-    CVector3<double> V() const { return CVector3<double>(x, y, z); }
+    Elements::CPoint3<double> P() const { return {x, y, z}; }
+    Elements::CVector3<double> V() const { return {x, y, z}; }
 
     V3 operator+(V3 const& o) const { return {x + o.x, y + o.y, z + o.z}; }
     V3 operator-(V3 const& o) const { return {x - o.x, y - o.y, z - o.z}; }
@@ -81,10 +81,10 @@ struct SFrame {
     }
 
     // The same map as a transform of the library (row vectors, translation in the last row).
-    CTransform4<double> ToTransform() const {
+    Elements::CTransform4<double> ToTransform() const {
         double const m[16] = {ex.x, ex.y, ex.z, 0.0, ey.x,     ey.y,     ey.z,     0.0,
                               ez.x, ez.y, ez.z, 0.0, origin.x, origin.y, origin.z, 1.0};
-        return CTransform4<double>(m);
+        return Elements::CTransform4<double>(m);
     }
 };
 
