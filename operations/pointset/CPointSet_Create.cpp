@@ -49,7 +49,8 @@ void CheckDirection(CQEL_Operation const& op, V3 const& v, char const* param,
 template <class PointAt>
 void AppendSection(CPointSet& target, int count, PointAt point) {
     auto section = std::make_unique<CPointSet_Section>(count, CPtsData::def);
-    for (int j = 0; j < count; ++j) section->set_Pts(j, point(j).P());
+    for (int j = 0; j < count; ++j)
+        section->set_Pts(j, point(j).P());
     CPointSet_Modify(target).AddSection_After(target.GetNumSec() - 1, section.release());
 }
 
@@ -99,7 +100,8 @@ void Profiles(CQEL_Operation const& op, CPointSet& target, CPointSet const& sour
     SFarthestPoint const farthest = CPointSet_Analyse(source).ComputeFarthestPointAlongDirection(d.V());
     double nearest = farthest.distance;
     for (int s = 0; s < source.GetNumSec(); ++s)
-        for (auto const& p : source.get_Sec(s).GetPtsArray()) nearest = std::min(nearest, Detail::Dot(V3(p), d));
+        for (auto const& p : source.get_Sec(s).GetPtsArray())
+            nearest = std::min(nearest, Detail::Dot(V3(p), d));
     double const planes = std::floor((farthest.distance - nearest) / spacing) + 1.0;
     op.CheckRange(planes, 1.0, 1000000.0, "num_profiles");
 
@@ -112,7 +114,8 @@ void Profiles(CQEL_Operation const& op, CPointSet& target, CPointSet const& sour
         CProfileIntersection const plane((top - d * (k * spacing)).P(), d.V());
         if (plane.Intersect(source, hits) == 0) continue;
         order.clear();
-        for (int i = 0; i < hits.Count(); ++i) order.emplace_back(Detail::Dot(V3(hits[i].point), e), i);
+        for (int i = 0; i < hits.Count(); ++i)
+            order.emplace_back(Detail::Dot(V3(hits[i].point), e), i);
         std::stable_sort(order.begin(), order.end(),
                          [](auto const& a, auto const& b) { return a.first < b.first; });
         CheckBudget(op, double(target.GetNumPts()) + hits.Count(), "spacing");
@@ -132,7 +135,8 @@ void GridOffset(CQEL_Operation const& op, CPointSet& target, CPointSet const& so
     Profiles(op, target, Detached(source, target, copy), axes[(axis + 1) % 3], axes[(axis + 2) % 3], spacing);
     SFrame shift;
     shift.origin = axes[axis] * (sign * offset);
-    for (int s = 0; s < target.GetNumSec(); ++s) target.get_Sec(s).Transform(shift.ToTransform());
+    for (int s = 0; s < target.GetNumSec(); ++s)
+        target.get_Sec(s).Transform(shift.ToTransform());
 }
 
 }  // namespace
@@ -195,7 +199,8 @@ void CPointSet_Create::Cylinder(CPoint3<double> const& start, CPoint3<double> co
         AppendDisc(m_target, frame, 0.0, spacing, radius);
         CPointSet wall;
         int const m = RingCount(radius, spacing);
-        for (int i = 0; i <= n - 2; ++i) AppendRing(wall, frame, radius, (i + 1) * dz, m);
+        for (int i = 0; i <= n - 2; ++i)
+            AppendRing(wall, frame, radius, (i + 1) * dz, m);
         CPointSet_Merge(m_target).Basic(wall);
         CPointSet cap;
         AppendDisc(cap, frame, height, spacing, radius);
@@ -263,7 +268,8 @@ void CPointSet_Create::Torus(CPoint3<double> const& centre, CVector3<double> con
     });
 }
 
-void CPointSet_Create::Cuboid(CPoint3<double> const& corner, CPoint3<double> const& opposite, double spacing) {
+void CPointSet_Create::Cuboid(CPoint3<double> const& corner, CPoint3<double> const& opposite,
+                              double spacing) {
     static CQEL_Operation const op("QEL::Core::CPointSet_Create::Cuboid");
     op.Run([&] {
         op.CheckRange(spacing, 1e-6, 1e9, "spacing");
@@ -280,7 +286,8 @@ void CPointSet_Create::Cuboid(CPoint3<double> const& corner, CPoint3<double> con
         m_target.Reset();
         auto face = [&](double z) {
             for (int j = 0; j <= ny; ++j)
-                AppendSection(m_target, nx + 1, [&](int i) { return origin + V3(i * w / nx, j * h / ny, z); });
+                AppendSection(m_target, nx + 1,
+                              [&](int i) { return origin + V3(i * w / nx, j * h / ny, z); });
         };
         face(0.0);
         // Walls: once around the box at each interior level, corners once each.
@@ -349,8 +356,8 @@ void CPointSet_Create::Arc(CPoint3<double> const& first, CPoint3<double> const& 
         double const cross = Detail::Length(axb);
         op.Check(cross > 1e-12 * Detail::Length(a) * Detail::Length(b) && cross > 0.0, QEL_INVALID_PARAMETER,
                  "points", "Arc points are collinear");
-        V3 const centre =
-            p3 + Detail::Cross(b * Detail::Dot(a, a) - a * Detail::Dot(b, b), axb) * (1.0 / (2.0 * cross * cross));
+        V3 const centre = p3 + Detail::Cross(b * Detail::Dot(a, a) - a * Detail::Dot(b, b), axb) *
+                                   (1.0 / (2.0 * cross * cross));
         double const radius = Detail::Length(p1 - centre);
         // Turning from p1 through p2 to p3 is counter-clockwise about this axis.
         V3 const axis = Detail::Unit(Detail::Cross(p2 - p1, p3 - p2));
@@ -359,8 +366,8 @@ void CPointSet_Create::Arc(CPoint3<double> const& first, CPoint3<double> const& 
         double sweep = std::atan2(Detail::Dot(Detail::Cross(u, w), axis), Detail::Dot(u, w));
         if (sweep <= 0.0) sweep += 2.0 * kPi;
         int const numPts = int(std::ceil(sweep / (kPi / 180.0))) + 1;
-        CPointSet_Create(m_target).PitchCircleDiameter(centre.P(), axis.V(), (p1 - centre).V(), radius, numPts,
-                                                       sweep / (numPts - 1));
+        CPointSet_Create(m_target).PitchCircleDiameter(centre.P(), axis.V(), (p1 - centre).V(), radius,
+                                                       numPts, sweep / (numPts - 1));
     });
 }
 
@@ -372,7 +379,8 @@ void CPointSet_Create::Arc(CPointSet const& arcPts, CVector3<double> const& norm
         int const n = section.GetNumPts();
         op.Check(n >= 3, QEL_INVALID_POINTSET, "arcPts", "The first section must hold at least 3 points");
         // Copies: arcPts may be the target.
-        CPoint3<double> const p1 = section.get_Pts(0), p2 = section.get_Pts(n / 2), p3 = section.get_Pts(n - 1);
+        CPoint3<double> const p1 = section.get_Pts(0), p2 = section.get_Pts(n / 2),
+                              p3 = section.get_Pts(n - 1);
         Arc(p1, p2, p3, normal);
     });
 }
@@ -423,14 +431,15 @@ void CPointSet_Create::InterpolatedGrid(CPoint3<double> const& origin, CVector3<
         m_target.m_sections.PreAllocate(numSecondary);
         for (int j = 0; j < numSecondary; ++j) {
             V3 const row = o + s * (double(j) / (numSecondary - 1));
-            AppendSection(m_target, numPrimary, [&](int i) { return row + p * (double(i) / (numPrimary - 1)); });
+            AppendSection(m_target, numPrimary,
+                          [&](int i) { return row + p * (double(i) / (numPrimary - 1)); });
         }
     });
 }
 
 void CPointSet_Create::GridFromFourPoints(CPoint3<double> const& p1, CPoint3<double> const& p2,
-                                          CPoint3<double> const& p3, CPoint3<double> const& p4, int numPrimary,
-                                          int numSecondary, bool orderByPrincipalAxes) {
+                                          CPoint3<double> const& p3, CPoint3<double> const& p4,
+                                          int numPrimary, int numSecondary, bool orderByPrincipalAxes) {
     static CQEL_Operation const op("QEL::Core::CPointSet_Create::GridFromFourPoints");
     op.Run([&] {
         op.CheckRange(numPrimary, 2, 1000000000, "num_pts_primary_axis");
@@ -455,7 +464,8 @@ void CPointSet_Create::GridFromFourPoints(CPoint3<double> const& p1, CPoint3<dou
             int start = 0;
             for (int i = 1; i < 4; ++i)
                 if (sorted[i].a + sorted[i].b < sorted[start].a + sorted[start].b) start = i;
-            for (int i = 0; i < 4; ++i) q[i] = sorted[(start + i) % 4].p;
+            for (int i = 0; i < 4; ++i)
+                q[i] = sorted[(start + i) % 4].p;
         }
         m_target.Reset();
         m_target.m_sections.PreAllocate(numSecondary);
@@ -491,7 +501,8 @@ void HeightField(CQEL_Operation const& op, CPointSet& target, int rows, int cols
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < cols; ++c) {
             double const v = height(r, c);
-            op.Check(std::isfinite(v), QEL_INVALID_PARAMETER, "heights", "Matrix holds a value that is not finite");
+            op.Check(std::isfinite(v), QEL_INVALID_PARAMETER, "heights",
+                     "Matrix holds a value that is not finite");
             largest = std::max(largest, std::fabs(v));
         }
     // A zero spacing is chosen from the largest height, so that the field keeps its proportions.
@@ -529,7 +540,8 @@ void CPointSet_Create::FromMatrix(double const* const* rows, int numRows, int nu
         op.Check(rows != nullptr, QEL_NULL_PARAMETER, "rows", "Null Pointer");
         op.CheckRange(numRows, 1, 1000000000, "num_rows");
         op.CheckRange(numCols, 1, 1000000000, "num_cols");
-        for (int r = 0; r < numRows; ++r) op.Check(rows[r] != nullptr, QEL_NULL_PARAMETER, "rows", "Null Pointer");
+        for (int r = 0; r < numRows; ++r)
+            op.Check(rows[r] != nullptr, QEL_NULL_PARAMETER, "rows", "Null Pointer");
         op.CheckRange(dx, 0.0, 1e9, "dx");
         op.CheckRange(dy, 0.0, 1e9, "dy");
         HeightField(
@@ -600,7 +612,8 @@ void CPointSet_Create::ProfileOffset(CPointSet const& source, CPlane3d const& pl
         for (int i = 0; i < n; ++i) {
             V3 const p(hits[i].point);
             if (offset != 0.0) {
-                V3 const tangent = V3(hits[std::min(i + 1, n - 1)].point) - V3(hits[std::max(i - 1, 0)].point);
+                V3 const tangent =
+                    V3(hits[std::min(i + 1, n - 1)].point) - V3(hits[std::max(i - 1, 0)].point);
                 V3 const across = Detail::Cross(normal, tangent);
                 if (Detail::Length(across) > 0.0) side = Detail::Unit(across);
             }

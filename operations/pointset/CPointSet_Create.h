@@ -76,8 +76,8 @@ class QEL_API CPointSet_Create {
     // [2 spacing, 1e9] ("minor_radius"); majorRadius in [minorRadius, 1e9]
     // ("major_radius"), so that the tube does not pass through the axis; a
     // zero axis throws reason 14 ("axis", "Vectors must not have zero magnitude.").
-    void Torus(CPoint3<double> const& centre, CVector3<double> const& axis, double spacing, double minorRadius,
-               double majorRadius);
+    void Torus(CPoint3<double> const& centre, CVector3<double> const& axis, double spacing,
+               double minorRadius, double majorRadius);
 
     // Surface of the axis-aligned box with corners corner and opposite:
     // the face at corner's z as a grid (one section per grid line along x),
