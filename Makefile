@@ -21,9 +21,10 @@ $(BUILD)/dev/CMakeCache.txt:
 build: deps $(BUILD)/dev/CMakeCache.txt
 	$(CMAKE) --build $(BUILD)/dev -j $(JOBS)
 
+# A short tour: several shapes created and summarised, and one refused request.
 run: build
 	$(BUILD)/dev/tools/qel/qel --version
-	$(BUILD)/dev/tools/qel/qel about
+	$(BUILD)/dev/tools/qel/qel tour
 
 test: deps format-check test-dev test-sanitize test-install
 	@echo "All tests passed."

@@ -13,6 +13,8 @@ void AddAboutCommand(CLI::App& app) {
         std::printf("available now:\n");
         std::printf("  checked arrays, strings, byte streams with MD5 digests\n");
         std::printf("  exceptions with reasons, locations and fault translation\n");
+        std::printf("  point sets: sections, attributes, cached global indexing, transforms\n");
+        std::printf("  point set creation: qel create <shape> (see qel create --help), qel tour\n");
     });
 }
 

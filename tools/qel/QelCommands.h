@@ -5,9 +5,18 @@
 
 #include <CLI/CLI.hpp>
 
+#include "qel.h"
+
 namespace QEL::Tool {
 
 // `qel about`: the version and what this build can do.
 void AddAboutCommand(CLI::App& app);
+// `qel create <shape> [options]`: one point set creation and its summary.
+void AddCreateCommand(CLI::App& app);
+// `qel tour`: creates several shapes and prints their summaries.
+void AddTourCommand(CLI::App& app);
+
+// Sections, points, attributes, bounding box, centre of mass and memory of set.
+void PrintPointSetSummary(char const* shape, QEL::Core::CPointSet const& set);
 
 }  // namespace QEL::Tool

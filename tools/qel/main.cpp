@@ -31,6 +31,8 @@ int main(int argc, char** argv) {
         "Also show the library's debug output");
     app.require_subcommand(1);
     QEL::Tool::AddAboutCommand(app);
+    QEL::Tool::AddCreateCommand(app);
+    QEL::Tool::AddTourCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {
