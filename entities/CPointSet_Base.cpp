@@ -330,7 +330,7 @@ CPointSet_Base::Point& CPointSet_Base::get_Pts(int global) {
     return section.m_pts.Edit(local);
 }
 
-CPointSet_Base::Point const& CPointSet_Base::get_Pts(int global) const {
+CPointSet_Base::Point const& CPointSet_Base::get_Pts_Resolved(int global) const {
     int local = 0;
     return Locate(global, local).m_pts.GetAsArray().Unsafe_Get(local);
 }

@@ -63,7 +63,21 @@ class QEL_API CPointSet_Base {
     // --- per-point access by global index ---------------------------------------
     // A point whose section lacks the attribute throws reason 30 ("Attribute is not present").
     Point& get_Pts(int global);
-    Point const& get_Pts(int global) const;
+    // Inline: stepping to the neighbour of the last index resolved within its
+    // section is the common case of a walk, and costs a few compares.
+    Point const& get_Pts(int global) const {
+        int const step = global - m_cacheGlobal;
+        if ((step == 1 || step == -1) && global > 0 && global < m_numPts - 1) {
+            CPointSet_Section const* section = m_sections[m_cacheSection];
+            int const local = m_cacheLocal + step;
+            if (local >= 0 && local < section->GetNumPts()) {
+                m_cacheGlobal = global;
+                m_cacheLocal = local;
+                return section->m_pts.GetAsArray().Unsafe_Get(local);
+            }
+        }
+        return get_Pts_Resolved(global);
+    }
     Point& set_Pts(int global, CPoint3<double> const& value);
     CVector3<double>& get_Nms(int global);
     CVector3<double> const& get_Nms(int global) const;
@@ -158,6 +172,7 @@ class QEL_API CPointSet_Base {
 
     // Resolves global without the range check (the caller has checked it).
     void Resolve(int global, int& section, int& local) const;
+    Point const& get_Pts_Resolved(int global) const;
     CPointSet_Section& Locate(int global, int& local);
     CPointSet_Section const& Locate(int global, int& local) const;
 

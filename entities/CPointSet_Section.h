@@ -21,6 +21,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "core/CCollection_Internal.h"
 #include "core/CCollection_Internal_InBuilt.h"
@@ -158,6 +159,10 @@ class QEL_API CPointSet_Section : public CDataManager {
     CQEL_Array<std::int16_t> const& GetStaArray() const;
     CQEL_Array<std::int32_t> const& GetIndArray() const;
     CQEL_Array<void*> const& GetUsrArray() const;
+
+    // All positions, writable in place for bulk fills (the count cannot
+    // change through it); counts as a change of the section's data.
+    std::span<Point> EditPts() { return m_pts.EditAll(); }
 
     // The point set this section belongs to, or null.
     CPointSet_Base const* GetOwner() const { return m_owner; }
