@@ -5,7 +5,9 @@
 
 #include "core/CQEL_Allocate.h"
 #include "core/CQEL_Array.h"
+#include "core/CQEL_Event.h"
 #include "core/CQEL_Exception.h"
+#include "core/CQEL_Handler_Entity.h"
 #include "core/CQEL_MD5.h"
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_Output_Events.h"
