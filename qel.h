@@ -13,6 +13,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_Ptr_Array.h"
 #include "core/CQEL_String.h"
+#include "core/CQEL_Timer.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
 #include "platform/CThreadBasedClass.h"
