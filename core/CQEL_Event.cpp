@@ -36,7 +36,8 @@ CQEL_String NormaliseEventMutexName(char const* operation, char const* name) {
     if (text.empty() || int(text.size()) > kMaxMutexNameLength || text.find('/') != std::string_view::npos)
         ThrowEventError(operation, QEL_INVALID_PARAMETER, "mutexName",
                         "A mutex name has 1 to 250 characters and no '/' but an optional leading one");
-    std::string const normalised = "/" + std::string(text);
+    std::string normalised(1, '/');
+    normalised.append(text);
     return CQEL_String::FromASCII(normalised.c_str(), int(normalised.size()));
 }
 
