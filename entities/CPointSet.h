@@ -19,7 +19,7 @@
 #include "entities/CPointSet_Cache.h"
 #include "entities/CQEL_Type.h"
 #include "entities/IIdentifiable.h"
-#include "entities/ISerialisable.h"
+#include "core/ISerialisable.h"
 
 namespace QEL::Core {
 

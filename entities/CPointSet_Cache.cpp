@@ -12,11 +12,9 @@ CPointSet_Cache::CPointSet_Cache(CPointSet_Base const& set) : m_set(set) {
     m_set.GetCacheFlag().RegisterObject(this);
 }
 
-CPointSet_Cache::~CPointSet_Cache() {
-    m_set.GetCacheFlag().UnregisterObject(this);
-}
+CPointSet_Cache::~CPointSet_Cache() = default;
 
-void CPointSet_Cache::Invalidate() {
+void CPointSet_Cache::InvalidateCache(CCache_Flag&) {
     m_valid = false;
 }
 

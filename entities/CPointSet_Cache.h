@@ -10,6 +10,7 @@
 #pragma once
 
 #include "core/CCache_Flag.h"
+#include "core/ICachedObject.h"
 #include "core/CPoint3.h"
 #include "core/QEL_Export.h"
 #include "entities/SErrorStats.h"
@@ -22,7 +23,8 @@ class CPointSet_Base;
 
 class QEL_API CPointSet_Cache : public ICachedObject {
   public:
-    // Binds the cache to set (which must outlive it) and subscribes to its flag.
+    // Binds the cache to set (which must outlive it) and subscribes to its
+    // flag; the registration ends with the cache.
     explicit CPointSet_Cache(CPointSet_Base const& set);
     CPointSet_Cache(CPointSet_Cache const&) = delete;
     CPointSet_Cache& operator=(CPointSet_Cache const&) = delete;
@@ -34,7 +36,7 @@ class QEL_API CPointSet_Cache : public ICachedObject {
     SErrorStats const& GetErrorStats();
 
     // Discards the values (the flag's invalidation event lands here).
-    void Invalidate() override;
+    void InvalidateCache(CCache_Flag& flag) override;
 
   private:
     void Update();

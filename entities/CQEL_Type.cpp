@@ -2,14 +2,12 @@
 #include "entities/CQEL_Type.h"
 
 #include "entities/IIdentifiable.h"
-#include "entities/ISerialisable.h"
 
 namespace QEL::Core {
 
 // The interfaces' destructors live here, so that their type information has one home.
 ITransformable::~ITransformable() = default;
 IIdentifiable::~IIdentifiable() = default;
-ISerialisable::~ISerialisable() = default;
 
 CQEL_Type::CQEL_Type() = default;
 CQEL_Type::CQEL_Type(CQEL_Type const& other)
