@@ -16,6 +16,7 @@
 #include "core/CPlane3d.h"
 #include "core/CPoint2.h"
 #include "core/CPoint3.h"
+#include "core/CQEL_Array_Compare.h"
 #include "core/CQEL_Matrix.h"
 #include "core/CQEL_Point2_Updatable.h"
 #include "core/CQEL_Point3_Updatable.h"
