@@ -83,7 +83,7 @@ class CQuaternion {
             qz = s / 4;
         }
         if (qw < 0) qw = -qw, qx = -qx, qy = -qy, qz = -qz;
-        CQuaternion q(T(qw), T(qx), T(qy), T(qz));
+        CQuaternion q{T(qw), T(qx), T(qy), T(qz)};
         q.Normalise();
         return q;
     }
