@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 
 #include "ElementsTestSupport.h"
 #include "core/CQEL_Matrix.h"
@@ -32,6 +33,7 @@ TEST(Matrix, RowMajorStorageCheckedAccessAndViews) {
     EXPECT_EQ(m(0, 2), 3.0);
     EXPECT_EQ(m(1, 0), 4.0);
     EXPECT_EQ(m.Get(1, 2), 6.0);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&m(2, 0)), 0xBBADBEEFu);
     m.Set(0, 1, -20);
     EXPECT_EQ(m.GetData()[1], -20.0);
     EXPECT_EQ(m.GetMaxAbs(), 20.0);

@@ -12,6 +12,19 @@
 #include "core/CQEL_Vector2_Updatable.h"
 #include "core/CQEL_Vector3_Updatable.h"
 
+template class QEL::Elements::CQEL_Point3_Updatable<int>;
+template class QEL::Elements::CQEL_Point3_Updatable<float>;
+template class QEL::Elements::CQEL_Point3_Updatable<double>;
+template class QEL::Elements::CQEL_Vector3_Updatable<int>;
+template class QEL::Elements::CQEL_Vector3_Updatable<float>;
+template class QEL::Elements::CQEL_Vector3_Updatable<double>;
+template class QEL::Elements::CQEL_Point2_Updatable<int>;
+template class QEL::Elements::CQEL_Point2_Updatable<float>;
+template class QEL::Elements::CQEL_Point2_Updatable<double>;
+template class QEL::Elements::CQEL_Vector2_Updatable<int>;
+template class QEL::Elements::CQEL_Vector2_Updatable<float>;
+template class QEL::Elements::CQEL_Vector2_Updatable<double>;
+
 using namespace ElementsTest;
 using QEL::Elements::CPoint2;
 using QEL::Elements::CQEL_Point2_Updatable;

@@ -7,6 +7,9 @@
 #include "ElementsTestSupport.h"
 #include "core/CQuaternion.h"
 
+template class QEL::Elements::CQuaternion<float>;
+template class QEL::Elements::CQuaternion<double>;
+
 using namespace ElementsTest;
 using Quaternion = QEL::Elements::CQuaternion<double>;
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <random>
 
 #include "ElementsTestSupport.h"
@@ -61,6 +62,7 @@ TEST(Transform4, PointsAreRowVectorsWithTranslationInTheLastRow) {
     EXPECT_EQ(t[12], 1.0);
     EXPECT_EQ(t[13], 2.0);
     EXPECT_EQ(t[14], 3.0);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&t[16]), 0xBBADBEEFu);
     // Float points are computed in double.
     EXPECT_EQ(t.Apply(CPoint3<float>(1, 0, 0)), CPoint3<float>(2, 2, 3));
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -11,6 +12,20 @@
 #include "core/CPoint3.h"
 #include "core/CVector2.h"
 #include "core/CVector3.h"
+
+// Every member of every instantiation the library offers must compile.
+template class QEL::Elements::CPoint2<int>;
+template class QEL::Elements::CPoint2<float>;
+template class QEL::Elements::CPoint2<double>;
+template class QEL::Elements::CPoint3<int>;
+template class QEL::Elements::CPoint3<float>;
+template class QEL::Elements::CPoint3<double>;
+template class QEL::Elements::CVector2<int>;
+template class QEL::Elements::CVector2<float>;
+template class QEL::Elements::CVector2<double>;
+template class QEL::Elements::CVector3<int>;
+template class QEL::Elements::CVector3<float>;
+template class QEL::Elements::CVector3<double>;
 
 using namespace ElementsTest;
 using QEL::Elements::CPoint2;
@@ -91,6 +106,9 @@ TEST(Vector3, ComponentsComparisonAndScalarConversion) {
     CPoint3<double> copied;
     std::memcpy(&copied, raw, sizeof raw);
     EXPECT_EQ(copied, CPoint3<double>(4, 5, 6));
+    // Out of range, component access yields the library's invalid address.
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&p[3]), 0xBBADBEEFu);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&CVector2<float>()[-1]), 0xBBADBEEFu);
     EXPECT_TRUE(CPoint3<double>::Undefined().IsUndefined());
     EXPECT_FALSE(p.IsUndefined());
 }
