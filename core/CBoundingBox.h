@@ -6,8 +6,8 @@
 // The queries of an empty box answer with the library's undefined marker
 // (kUndefinedValue in every component) for its corners and centre, a zero
 // diagonal, and false for every containment test. Non-finite points are
-// ignored by Add (a NaN would otherwise poison the box silently); AddPoint
-// returns whether the point was taken.
+// ignored by Add (a NaN would otherwise poison the box silently); Add of a
+// point returns whether the point was taken.
 //
 // A plain value (48 bytes, trivially copyable); Add is inline and cheap, so
 // boxes can be built in hot loops.

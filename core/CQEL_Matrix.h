@@ -9,9 +9,9 @@
 // parameter "rows", "cols" or "rows * cols"; so a size read from a file can
 // never make the matrix allocate more than that.
 //
-// As the heights matrix of point-set creation, row r and column c hold the
-// height at (c * spacing_x, r * spacing_y) as the creator defines it; the
-// matrix itself attaches no meaning to its indices.
+// As the heights matrix of point-set creation (FromMatrix), each column
+// becomes one section and each row one point of it; the matrix itself
+// attaches no meaning to its indices. GetMaxAbs serves the automatic spacing.
 //
 // Element access: operator() is unchecked (out of range it yields the
 // library's invalid reference, which faults on first use); Get, Set and At

@@ -137,10 +137,12 @@ class QEL_TEMPLATE_API CTransform4 {
     // - when the directions are not opposite, it is the smallest rotation, about
     //   from x to; parallel directions give the identity (up to rounding);
     // - when they are opposite (the sine of the angle between them below
-    //   1e-12), the rotation by pi about the axis from x e, e being the
-    //   coordinate axis least aligned with `from` (the first of X, Y, Z on a
-    //   tie): for from = (1, 0, 0) it turns about +Z, taking (0, 1, 0) to
-    //   (0, -1, 0) and leaving (0, 0, 1) fixed.
+    //   1e-12, so that from x to says nothing), a half turn about the axis
+    //   from x e, e being the coordinate axis least aligned with `from` (the
+    //   first of X, Y, Z on a tie): for from = (1, 0, 0) it turns about +Z,
+    //   taking (0, 1, 0) to (0, -1, 0) and leaving (0, 0, 1) fixed. For nearly
+    //   opposite input the turn is adjusted by the small angle that lands
+    //   `from` exactly on `to`.
     // In every case `from` is carried onto `to` to rounding accuracy and the
     // result is a proper rotation (determinant +1). A zero `from` or `to` gives
     // the identity, as a zero axis does. Built as the product of two reflections.
