@@ -59,9 +59,8 @@ void CPointSet::Reset() {
 void CPointSet::Transform(CEntityTransform const& transform) {
     static CQEL_Operation const op("QEL::Core::CPointSet::Transform");
     op.Run([&] {
-        CTransform4<double> const& matrix = transform.GetMatrix();
         for (int s = 0; s < GetNumSec(); ++s)
-            get_Sec(s).Transform(matrix);
+            get_Sec(s).Transform(transform);
         GetCacheFlag().SetModified();
     });
 }

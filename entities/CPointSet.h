@@ -54,9 +54,11 @@ class QEL_API CPointSet : public CPointSet_Base,
 
     // Replaces every point p by p transformed (with the division by w of a
     // projective transform) and, where a section carries normals, every
-    // normal by its image under the linear part (no translation, not
-    // renormalised). Associated points and normals are left as they are:
-    // they belong to whatever operation filled them.
+    // normal by the rotation part of the transform (CPointSet_Section::
+    // Transform: exact for rigid transforms; under scale or shear the normal
+    // stays perpendicular to the moved surface and keeps its length).
+    // Associated points and normals are left as they are: they belong to
+    // whatever operation filled them.
     void Transform(CEntityTransform const& transform) override;
 
     CPoint3<double> GetCenMass() const override;

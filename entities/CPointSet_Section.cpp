@@ -226,7 +226,8 @@ std::int64_t CPointSet_Section::GetApproxSize() const {
     return std::int64_t(CDataManager::GetApproxSize());
 }
 
-void CPointSet_Section::Transform(CTransform4<double> const& matrix) {
+void CPointSet_Section::Transform(CEntityTransform const& transform) {
+    CTransform4<double> const& matrix = transform.GetMatrix();
     double m[16];
     for (int i = 0; i < 16; ++i)
         m[i] = matrix[i];
@@ -237,7 +238,13 @@ void CPointSet_Section::Transform(CTransform4<double> const& matrix) {
         p.Set((x * m[0] + y * m[4] + z * m[8] + m[12]) / w, (x * m[1] + y * m[5] + z * m[9] + m[13]) / w,
               (x * m[2] + y * m[6] + z * m[10] + m[14]) / w);
     }
-    if (HasMetaData(CPtsData::nms)) {
+    if (!HasMetaData(CPtsData::nms)) return;
+    if (!transform.IsRigid()) {
+        for (CVector3<double>& v : m_nms.EditAll())
+            v = transform.TransformNormal(v);
+        return;
+    }
+    {
         for (CVector3<double>& v : m_nms.EditAll()) {
             double const x = v.x, y = v.y, z = v.z;
             v.x = x * m[0] + y * m[4] + z * m[8];

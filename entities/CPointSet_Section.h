@@ -26,6 +26,7 @@
 #include "core/CCollection_Internal.h"
 #include "core/CCollection_Internal_InBuilt.h"
 #include "core/CDataManager.h"
+#include "core/CEntityTransform.h"
 #include "core/CPoint2.h"
 #include "core/CPoint3.h"
 #include "core/CQEL_Point3_Updatable.h"
@@ -36,6 +37,7 @@
 
 namespace QEL::Core {
 
+using Elements::CEntityTransform;
 using Elements::CPoint2;
 using Elements::CPoint3;
 using Elements::CQEL_Point3_Updatable;
@@ -92,11 +94,13 @@ class QEL_API CPointSet_Section : public CDataManager {
     void Reset();
     // Takes other's points and attributes (as assignment).
     void Copy(CPointSet_Section const& other);
-    // Replaces every point by its image under matrix (row vectors, division
-    // by w; a point whose w is exactly 0 is left as it is) and, when the
-    // section carries normals, every normal by its image under the linear
-    // part (no translation, not renormalised).
-    void Transform(CTransform4<double> const& matrix);
+    // Replaces every point by its image under the transform (row vectors,
+    // division by w; a point whose w is exactly 0 is left as it is) and, when
+    // the section carries normals, every normal by the transform's normal
+    // rule: for a rigid transform its rotation alone; otherwise the inverse
+    // transpose of the linear part, keeping the normal's length, so that
+    // normals stay perpendicular to the moved surface and are never scaled.
+    void Transform(CEntityTransform const& transform);
 
     // --- attributes -----------------------------------------------------------
     // Activates flags; new attribute arrays hold GetNumPts() default elements.

@@ -152,7 +152,7 @@ void GridOffset(CQEL_Operation const& op, CPointSet& target, CPointSet const& so
     SFrame shift;
     shift.origin = axes[axis] * (sign * offset);
     for (int s = 0; s < target.GetNumSec(); ++s)
-        target.get_Sec(s).Transform(shift.ToTransform());
+        target.get_Sec(s).Transform(CEntityTransform(shift.ToTransform()));
 }
 
 }  // namespace

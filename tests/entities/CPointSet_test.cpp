@@ -68,6 +68,17 @@ TEST(CPointSet, Transform_MovesPointsAndTurnsNormalsOnly) {
     EXPECT_NEAR(n.z, 0.0, 1e-12);
     ExpectPoint(plain.get_Pts(0), 1, 3, 3);
     EXPECT_EQ(plain.GetMetaDataFlags(), CPtsData::def);
+
+    // Under a non-uniform scale a normal stays perpendicular to the surface
+    // and keeps its length: the normal of the plane x + y = 1 after x is doubled.
+    CPointSet plane(1, 0, CPtsData::nms);
+    plane.get_Sec(0).AddPoint(1, 0, 0);
+    plane.set_Nms(0, CVector3<double>(1, 1, 0) * (1 / std::sqrt(2.0)));
+    plane.Transform(CEntityTransform(CTransform4<double>().CreateScale(2, 1, 1)));
+    ExpectPoint(plane.get_Pts(0), 2, 0, 0);
+    CVector3<double> const& scaled = plane.get_Nms(0);
+    EXPECT_NEAR(scaled.Mag(), 1.0, 1e-12);
+    EXPECT_NEAR(scaled.Dot(CVector3<double>(2, -1, 0)), 0.0, 1e-12);  // along the image of the surface
 }
 
 // Derived values follow every kind of change: setter, reference, section, transform.
