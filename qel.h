@@ -3,6 +3,10 @@
 // what you use instead.
 #pragma once
 
+#include "core/CCollection.h"
+#include "core/CCollection_Internal.h"
+#include "core/CCollection_Internal_InBuilt.h"
+#include "core/CDataManager.h"
 #include "core/CQEL_Allocate.h"
 #include "core/CQEL_Array.h"
 #include "core/CQEL_Exception.h"
@@ -11,6 +15,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_Ptr_Array.h"
 #include "core/CQEL_String.h"
+#include "core/ICollection.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
 #include "platform/CThreadBasedClass.h"
