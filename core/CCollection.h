@@ -127,8 +127,13 @@ class CCollection : public ICollection {
     // --- structural operations (applied by the data manager) ------------------------
 
     void CheckSpace(int n) override {
-        if (n != m_array.Count()) MarkSizeChanged();
-        m_array.CheckSpace(n);
+        int const count = m_array.Count();
+        if (n == count) return;
+        MarkSizeChanged();
+        if (n == count + 1)
+            m_array.AppendDefault();  // what fill loops do, point by point
+        else
+            m_array.CheckSpace(n);
     }
     void Insert(int index) override {
         int const n = m_array.Count();
@@ -243,9 +248,17 @@ class CCollection : public ICollection {
         return *other;
     }
 
+    // The array, final so that its element construction is bound statically
+    // on the collection's hot paths.
+    class CStorage final : public CQEL_Array<T> {
+      public:
+        // One default element at the back, by the array's own growth rule.
+        [[gnu::flatten]] void AppendDefault() { this->AddElements_Back(1, nullptr); }
+    };
+
     CDataManager* m_pDataManager;
     bool m_active;
-    CQEL_Array<T> m_array;
+    CStorage m_array;
 };
 
 }  // namespace QEL::Core

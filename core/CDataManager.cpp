@@ -34,7 +34,7 @@ unsigned RemoveBit(unsigned mask, int position) {
 
 }  // namespace
 
-CDataManager::CDataManager() : m_count(0), m_activeMask(0) {}
+CDataManager::CDataManager() : m_count(0), m_activeMask(0), m_numActive(0) {}
 
 CDataManager::~CDataManager() {
     for (ICollection* collection : m_collections)
@@ -42,13 +42,15 @@ CDataManager::~CDataManager() {
 }
 
 CDataManager::CDataManager(CDataManager const& other)
-    : m_collections(other.m_collections), m_count(other.m_count), m_activeMask(other.m_activeMask) {}
+    : m_collections(other.m_collections), m_count(other.m_count), m_activeMask(0), m_numActive(0) {
+    SetMask(other.m_activeMask);
+}
 
 CDataManager& CDataManager::operator=(CDataManager const& other) {
     if (&other != this) {
         m_collections = other.m_collections;
         m_count = other.m_count;
-        m_activeMask = other.m_activeMask;
+        SetMask(other.m_activeMask);
     }
     return *this;
 }
@@ -59,6 +61,16 @@ int CDataManager::FindCollection(ICollection const* collection) const {
     for (int i = 0; i < m_collections.Count(); ++i)
         if (m_collections.Unsafe_Get(i) == collection) return i;
     return -1;
+}
+
+void CDataManager::SetMask(unsigned mask) {
+    m_activeMask = mask;
+    m_numActive = 0;
+    ForEachBit(mask, [&](int i) {
+        m_active[m_numActive] = m_collections.Unsafe_Get(i);
+        m_activePositions[m_numActive] = i;
+        ++m_numActive;
+    });
 }
 
 ICollection* CDataManager::FirstActive(ICollection const* except) const {
@@ -92,7 +104,7 @@ void CDataManager::UncoupleCollection(ICollection* collection) {
     int const position = FindCollection(collection);
     if (position < 0) return;
     m_collections.Remove(position, 1);
-    m_activeMask = RemoveBit(m_activeMask, position);
+    SetMask(RemoveBit(m_activeMask, position));
 }
 
 void CDataManager::AllocateCollection(ICollection* collection) {
@@ -103,7 +115,7 @@ void CDataManager::AllocateCollection(ICollection* collection) {
                  "Collection to be allocated must belong to the current data manager");
         if (!collection->IsActive()) {
             collection->Reset();
-            m_activeMask &= ~Bit(position);
+            SetMask(m_activeMask & ~Bit(position));
             return;
         }
         // Take the shape of the collections already in step, so that the new
@@ -111,12 +123,12 @@ void CDataManager::AllocateCollection(ICollection* collection) {
         ICollection const* reference = FirstActive(collection);
         int const allocated = reference ? reference->GetNumAllocated() : 0;
         int const offset = reference ? reference->GetMemoryOffset() : 0;
-        m_activeMask &= ~Bit(position);
+        SetMask(m_activeMask & ~Bit(position));
         if (allocated > 0 || m_count < 1)
             collection->AllocateExplicit(m_count, allocated, offset);
         else
             collection->AllocateExplicit(m_count, m_count, 0);
-        m_activeMask |= Bit(position);
+        SetMask(m_activeMask | Bit(position));
     });
 }
 
@@ -197,20 +209,17 @@ void CDataManager::Resynchronise(int count) noexcept {
 // countAfterUndo elements, and the exception propagates.
 template <class Apply, class Undo>
 void CDataManager::ApplyToActive(Apply apply, Undo undo, int countAfterUndo) {
-    ICollection* const* const collections = m_collections.begin();
-    unsigned done = 0;
+    int done = 0;
     try {
-        ForEachBit(m_activeMask, [&](int i) {
-            apply(collections[i], i);
-            done |= Bit(i);
-        });
+        for (; done < m_numActive; ++done)
+            apply(m_active[done], m_activePositions[done]);
     } catch (...) {
-        ForEachBit(done, [&](int i) {
+        for (int k = 0; k < done; ++k) {
             try {
-                undo(collections[i]);
+                undo(m_active[k]);
             } catch (...) {
             }
-        });
+        }
         Resynchronise(countAfterUndo);
         throw;
     }

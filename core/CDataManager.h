@@ -164,9 +164,17 @@ class QEL_API CDataManager {
     template <class Apply, class Undo>
     void ApplyToActive(Apply apply, Undo undo, int countAfterUndo);
 
+    // Rebuilds the list of active collections from mask.
+    void SetMask(unsigned mask);
+
     CQEL_Array<ICollection*> m_collections;
     int m_count;
     unsigned m_activeMask;
+    // The active collections in coupling order, with their positions: what
+    // every structural operation walks.
+    int m_numActive;
+    ICollection* m_active[kMaxCollections];
+    int m_activePositions[kMaxCollections];
 };
 
 }  // namespace QEL::Core
