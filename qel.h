@@ -3,7 +3,9 @@
 // what you use instead.
 #pragma once
 
+#include "core/CCache_Flag.h"
 #include "core/CCollection.h"
+#include "core/CCollection_CachedData.h"
 #include "core/CCollection_Internal.h"
 #include "core/CCollection_Internal_InBuilt.h"
 #include "core/CDataManager.h"
@@ -18,6 +20,7 @@
 #include "core/CQEL_Ptr_Array.h"
 #include "core/CQEL_String.h"
 #include "core/CQEL_Timer.h"
+#include "core/ICachedObject.h"
 #include "core/ICollection.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
