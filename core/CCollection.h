@@ -26,8 +26,10 @@
 // flags.
 //
 // A collection is not copyable: it belongs to the manager it was constructed
-// on. Its destructor uncouples it. If the manager is destroyed first, the
-// collection belongs to no manager; it can still be read and deactivated.
+// on. Its destructor uncouples it. If the manager is destroyed first (or, for
+// a collection coupled to it, assigned over), the collection belongs to no
+// manager: it can still be read and deactivated, and activating it throws
+// reason 30.
 #pragma once
 
 #include <algorithm>
@@ -68,9 +70,13 @@ class CCollection : public ICollection {
     void SetActive(bool active) override {
         if (active == m_active) return;
         if (!m_pDataManager) {
-            // Orphaned by its manager: can only let go of its storage.
-            if (!active) Reset();
-            m_active = active;
+            // Orphaned by its manager: it can let go of its storage, but there
+            // is nothing to allocate it in step with.
+            if (active)
+                Fail("SetActive", __LINE__, QEL_INVALID_OPERATION, "pDataManager",
+                     "Collection belongs to no data manager");
+            Reset();
+            m_active = false;
             return;
         }
         m_active = active;

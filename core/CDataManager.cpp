@@ -34,20 +34,31 @@ unsigned RemoveBit(unsigned mask, int position) {
 
 }  // namespace
 
-CDataManager::CDataManager() : m_count(0), m_activeMask(0), m_numActive(0) {}
+CDataManager::CDataManager() : m_count(0), m_activeMask(0), m_ownedMask(0), m_numActive(0) {}
 
 CDataManager::~CDataManager() {
-    for (ICollection* collection : m_collections)
-        collection->DataManagerDestroyed(this);
+    ReleaseOwnedCollections();
+}
+
+// Only the collections coupled through this object are touched: a copy shares
+// pointers to collections that may be gone already.
+void CDataManager::ReleaseOwnedCollections() noexcept {
+    ForEachBit(m_ownedMask, [&](int i) { m_collections.Unsafe_Get(i)->DataManagerDestroyed(this); });
+    m_ownedMask = 0;
 }
 
 CDataManager::CDataManager(CDataManager const& other)
-    : m_collections(other.m_collections), m_count(other.m_count), m_activeMask(0), m_numActive(0) {
+    : m_collections(other.m_collections),
+      m_count(other.m_count),
+      m_activeMask(0),
+      m_ownedMask(0),
+      m_numActive(0) {
     SetMask(other.m_activeMask);
 }
 
 CDataManager& CDataManager::operator=(CDataManager const& other) {
     if (&other != this) {
+        ReleaseOwnedCollections();
         m_collections = other.m_collections;
         m_count = other.m_count;
         SetMask(other.m_activeMask);
@@ -97,6 +108,7 @@ void CDataManager::CoupleCollection(ICollection* collection) {
             m_collections.PopBack(1);
             throw;
         }
+        m_ownedMask |= Bit(m_collections.Count() - 1);
     });
 }
 
@@ -104,6 +116,7 @@ void CDataManager::UncoupleCollection(ICollection* collection) {
     int const position = FindCollection(collection);
     if (position < 0) return;
     m_collections.Remove(position, 1);
+    m_ownedMask = RemoveBit(m_ownedMask, position);
     SetMask(RemoveBit(m_activeMask, position));
 }
 

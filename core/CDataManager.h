@@ -43,7 +43,8 @@ class QEL_API CDataManager {
 
     // An empty manager: no collections, no elements, nothing active.
     CDataManager();
-    // Collections still coupled forget this manager; they are not owned and
+    // The collections coupled through this manager that are still coupled
+    // forget it (they belong to no manager afterwards); they are not owned and
     // not destroyed.
     virtual ~CDataManager();
 
@@ -51,8 +52,10 @@ class QEL_API CDataManager {
     // list of collection pointers, the element count and the active mask, not
     // the elements. The collections stay coupled to the manager that they were
     // constructed with (their activation goes through that one), and the copy
-    // is valid only while they live. Make structural changes through one handle
-    // only; the other's count does not follow. To copy elements between two
+    // may be used only while they live (destroying it touches none of them).
+    // Make structural changes through one handle only; the other's count does
+    // not follow. Assigning first lets go of the collections coupled through
+    // this manager, as the destructor does. To copy elements between two
     // entities, each coupling its own collections, use Copy().
     CDataManager(CDataManager const& other);
     CDataManager& operator=(CDataManager const& other);
@@ -166,10 +169,14 @@ class QEL_API CDataManager {
 
     // Rebuilds the list of active collections from mask.
     void SetMask(unsigned mask);
+    void ReleaseOwnedCollections() noexcept;
 
     CQEL_Array<ICollection*> m_collections;
     int m_count;
     unsigned m_activeMask;
+    // Bit i set when the collection at position i was coupled through this
+    // object (not through the manager it was copied from).
+    unsigned m_ownedMask;
     // The active collections in coupling order, with their positions: what
     // every structural operation walks.
     int m_numActive;

@@ -273,6 +273,22 @@ TEST(DataManager, Lifetime_CollectionsAndManagerMayDieInEitherOrder) {
     EXPECT_EQ(late.GetDataManager(), nullptr);
     late.SetActive(false);  // still lets go of its storage
     EXPECT_EQ(late.Count(), 0);
+
+    // A copy shares the collections; it may outlive them and the original.
+    auto original = std::make_unique<CDataManager>();
+    auto shared = std::make_unique<CCollection<double>>(original.get(), true);
+    auto copy = std::make_unique<CDataManager>(*original);
+    CDataManager reassigned;
+    CCollection<int> own(&reassigned, true);
+    reassigned = *original;  // lets go of its own collection first
+    EXPECT_EQ(own.GetDataManager(), nullptr);
+    EXPECT_EQ(reassigned.GetCollection(0), shared.get());
+    shared.reset();
+    original.reset();
+    copy.reset();
+    own.SetActive(false);
+    EXPECT_THROW(own.SetActive(true), CQEL_Exception) << "no manager to allocate it in step";
+    EXPECT_FALSE(own.IsActive());
 }
 
 namespace {
