@@ -2,22 +2,29 @@
 // CCollection_Internal_InBuilt<T>: an internal collection whose elements can
 // also be changed in place, out of the collection's sight.
 //
-// Two cases are covered:
-//  - Updatable elements, which carry a pointer to a modified flag themselves
-//    (any T with a member AttachToFlag(bool*), such as the updatable points and
-//    the triangulation's vertices, half-edges and triangles): the collection
-//    attaches every element to its data-modified flag, so that an element's
-//    own mutating operations (a Transform, a SetVertex) set the collection's
-//    flag. Elements are attached when they are created by the data manager's
-//    growth or activation, when they receive a copy from elsewhere, and all of
-//    them when the flag changes.
-//  - Bulk changes through pointers that the collection never sees: the owner
-//    calls SetModified() afterwards.
-// For other element types the collection behaves as CCollection_Internal<T>.
+// Writes through the collection (Set, Edit, EditAll) raise the data-modified
+// flag as in CCollection_Internal. What this variant adds covers changes made
+// later through references or spans kept from those calls:
+//  - Elements that carry a pointer to a modified flag (any T with a member
+//    AttachToFlag(bool*), such as the triangulation's vertices, half-edges and
+//    triangles): the collection attaches every element to its data-modified
+//    flag, so that an element's own mutating operations (a SetVertex) set the
+//    collection's flag directly. Elements are attached when the data manager's
+//    growth, insertion or activation creates them, when they receive a copy
+//    from elsewhere, and all of them when the flag is replaced.
+//  - Elements that mark themselves (any T with IsModified() and
+//    ClearModified(), such as the updatable points and vectors, whose
+//    Transform and setters mark them): CollectElementChanges() gathers those
+//    marks into the collection's flag. It is a sweep over the elements, made
+//    on demand, typically right before the owner validates its cache flag.
+//  - Anything else changed in place: the owner calls SetModified().
 //
 // Attaching is a plain (non-virtual) call per created element, made only for
 // the elements that an operation creates or copies.
 #pragma once
+
+#include <concepts>
+#include <span>
 
 #include "core/CCollection_Internal.h"
 
@@ -29,6 +36,13 @@ concept CQEL_FlagAttachable = requires(T& element, bool* flag) {
     element.AttachToFlag(flag);
 };
 
+// An element type that marks itself modified.
+template <class T>
+concept CQEL_SelfMarking = requires(T& element, T const& constElement) {
+    { constElement.IsModified() } -> std::convertible_to<bool>;
+    element.ClearModified();
+};
+
 template <class T>
 class CCollection_Internal_InBuilt : public CCollection_Internal<T> {
   public:
@@ -38,6 +52,25 @@ class CCollection_Internal_InBuilt : public CCollection_Internal<T> {
 
     // Raises the data-modified flag by hand (after changes made in place).
     void SetModified() noexcept { this->MarkDataModified(); }
+
+    // For self-marking elements: if any element marked itself modified since
+    // the last call, clears the marks, raises the data-modified flag and
+    // returns true. Always false for other element types. Cost: one pass over
+    // the elements.
+    bool CollectElementChanges() noexcept {
+        if constexpr (CQEL_SelfMarking<T>) {
+            bool any = false;
+            for (T& element : std::span<T>(this->Elements(), std::size_t(this->Count())))
+                if (element.IsModified()) {
+                    element.ClearModified();
+                    any = true;
+                }
+            if (any) this->MarkDataModified();
+            return any;
+        } else {
+            return false;
+        }
+    }
 
   protected:
     void DataModifiedFlagChanged() override { Attach(0, this->Count()); }

@@ -217,6 +217,42 @@ TEST(DataManager, InBuiltCollection_AttachesElementsToItsFlag) {
     modified = false;
     points.SetModified();
     EXPECT_TRUE(modified);
+    EXPECT_FALSE(points.CollectElementChanges());
+}
+
+namespace {
+
+// An element that marks itself, as the updatable points do.
+struct SSelfMarking {
+    double value = 0;
+    bool marked = false;
+    bool IsModified() const { return marked; }
+    void ClearModified() { marked = false; }
+    void Set(double v) {
+        value = v;
+        marked = true;
+    }
+};
+
+}  // namespace
+
+TEST(DataManager, InBuiltCollection_GathersMarksOfSelfMarkingElements) {
+    CDataManager manager;
+    CCollection_Internal_InBuilt<SSelfMarking> points(&manager, true);
+    bool modified = false;
+    points.SetDataModifiedFlag(&modified);
+    manager.CheckSpace(50);
+    std::span<SSelfMarking> kept = points.EditAll();
+    modified = false;
+    EXPECT_FALSE(points.CollectElementChanges());
+
+    kept[17].Set(2.5);  // later, through the kept span
+    kept[42].Set(1.0);
+    EXPECT_FALSE(modified);
+    EXPECT_TRUE(points.CollectElementChanges());
+    EXPECT_TRUE(modified);
+    EXPECT_FALSE(points.Get(17).IsModified());
+    EXPECT_FALSE(points.CollectElementChanges());
 }
 
 TEST(DataManager, CopyAndSet_CopyCorrespondingCollectionsOrRefuseMismatchedTypes) {
