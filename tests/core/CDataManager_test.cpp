@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -401,17 +402,15 @@ T MakeValue(std::uint64_t v) {
         return T(v % 30000);
 }
 
+enum class EOp { Resize, Insert, Erase, CopyElement, Reverse };
+
 struct ITracked {
     virtual ~ITracked() = default;
     virtual ICollection const& Collection() const = 0;
     virtual void SetActive(bool active, int count) = 0;
     virtual void Put(int i, std::uint64_t v) = 0;
-    // The model's side of the manager's operations.
-    virtual void Resize(int n) = 0;
-    virtual void InsertDefault(int at) = 0;
-    virtual void Erase(int at) = 0;
-    virtual void CopyElement(int to, int from) = 0;
-    virtual void Reverse() = 0;
+    // The model's side of a manager operation.
+    virtual void Model(EOp op, int a, int b = 0) = 0;
     virtual bool Matches() const = 0;
     virtual int Allocated() const = 0;
     virtual int Offset() const = 0;
@@ -432,20 +431,27 @@ struct STracked : ITracked {
         collection.Set(i, MakeValue<T>(v));
         model[std::size_t(i)] = MakeValue<T>(v);
     }
-    bool Active() const { return collection.IsActive(); }
-    void Resize(int n) override {
-        if (Active()) model.resize(std::size_t(n), collection.GetDefaultValue());
+    void Model(EOp op, int a, int b) override {
+        if (!collection.IsActive()) return;
+        T const fill = collection.GetDefaultValue();
+        switch (op) {
+            case EOp::Resize:
+                model.resize(std::size_t(a), fill);
+                break;
+            case EOp::Insert:
+                model.insert(model.begin() + a, fill);
+                break;
+            case EOp::Erase:
+                model.erase(model.begin() + a);
+                break;
+            case EOp::CopyElement:
+                model[std::size_t(a)] = model[std::size_t(b)];
+                break;
+            case EOp::Reverse:
+                std::reverse(model.begin(), model.end());
+                break;
+        }
     }
-    void InsertDefault(int at) override {
-        if (Active()) model.insert(model.begin() + at, collection.GetDefaultValue());
-    }
-    void Erase(int at) override {
-        if (Active()) model.erase(model.begin() + at);
-    }
-    void CopyElement(int to, int from) override {
-        if (Active()) model[std::size_t(to)] = model[std::size_t(from)];
-    }
-    void Reverse() override { std::reverse(model.begin(), model.end()); }
     bool Matches() const override {
         if (collection.Count() != int(model.size())) return false;
         for (int i = 0; i < collection.Count(); ++i)
@@ -459,9 +465,11 @@ struct STracked : ITracked {
     std::vector<T> model;
 };
 
-template <class T>
-void Track(std::vector<std::unique_ptr<ITracked>>& tracked, CDataManager& manager) {
-    tracked.push_back(std::make_unique<STracked<T>>(manager, tracked.size() + 1));
+template <class... T>
+std::vector<std::unique_ptr<ITracked>> Track(CDataManager& manager) {
+    std::vector<std::unique_ptr<ITracked>> tracked;
+    (tracked.push_back(std::make_unique<STracked<T>>(manager, tracked.size() + 1)), ...);
+    return tracked;
 }
 
 }  // namespace
@@ -469,19 +477,9 @@ void Track(std::vector<std::unique_ptr<ITracked>>& tracked, CDataManager& manage
 TEST(DataManager, Lockstep_RandomSequencesAgreeWithVectorModel) {
     std::mt19937_64 random(0x5EC7105);
     CDataManager manager;
-    std::vector<std::unique_ptr<ITracked>> tracked;
     // The element sizes of a point-set section, plus an owning type.
-    Track<SPoint3>(tracked, manager);
-    Track<SPoint3>(tracked, manager);
-    Track<SPoint2>(tracked, manager);
-    Track<double>(tracked, manager);
-    Track<double>(tracked, manager);
-    Track<short>(tracked, manager);
-    Track<int>(tracked, manager);
-    Track<void*>(tracked, manager);
-    Track<std::string>(tracked, manager);
-    Track<unsigned char>(tracked, manager);
-    Track<SPoint3>(tracked, manager);
+    auto tracked = Track<SPoint3, SPoint3, SPoint2, double, double, short, int, void*, std::string,
+                         unsigned char, SPoint3>(manager);
     tracked[0]->SetActive(true, 0);
     auto models = [&](auto change) {
         for (auto& t : tracked)
@@ -495,38 +493,38 @@ TEST(DataManager, Lockstep_RandomSequencesAgreeWithVectorModel) {
         int const action = pick(100);
         if (action < 35) {  // append and fill, as a reader does
             manager.CheckSpace(count + 1);
-            models([&](ITracked& t) { t.Resize(count + 1); });
+            models([&](ITracked& t) { t.Model(EOp::Resize, count + 1); });
             for (auto& t : tracked)
                 if (t->Collection().IsActive()) t->Put(count, next++);
         } else if (action < 50) {
             int const at = pick(count + 1);
             manager.Insert(at);
-            models([&](ITracked& t) { t.InsertDefault(at); });
+            models([&](ITracked& t) { t.Model(EOp::Insert, at); });
         } else if (action < 70 && count > 0 && manager.GetActiveCollections() != 0) {
             int const at = pick(count);
             manager.Remove(at);
-            models([&](ITracked& t) { t.Erase(at); });
+            models([&](ITracked& t) { t.Model(EOp::Erase, at); });
         } else if (action < 78) {  // grow or shrink in bulk
             int const n = pick(3 * count / 2 + 20);
             manager.CheckSpace(n);
-            models([&](ITracked& t) { t.Resize(n); });
+            models([&](ITracked& t) { t.Model(EOp::Resize, n); });
         } else if (action < 86) {
             auto& t = tracked[std::size_t(pick(int(tracked.size())))];
             t->SetActive(!t->Collection().IsActive(), count);
         } else if (action < 90 && count > 0) {
             int const to = pick(count), from = pick(count);
             manager.CopyElement(to, from);
-            models([&](ITracked& t) { t.CopyElement(to, from); });
+            models([&](ITracked& t) { t.Model(EOp::CopyElement, to, from); });
         } else if (action < 93) {
             manager.Reverse();
-            models([&](ITracked& t) { t.Reverse(); });
+            models([&](ITracked& t) { t.Model(EOp::Reverse, 0); });
         } else if (action < 96) {
             manager.Compact();
         } else if (action < 99) {
             manager.PreAllocate(count + pick(50));
         } else {
             manager.Reset();
-            models([&](ITracked& t) { t.Resize(0); });
+            models([&](ITracked& t) { t.Model(EOp::Resize, 0); });
         }
 
         unsigned expectedMask = 0;
