@@ -21,19 +21,23 @@
 #include "core/CCollection_Internal.h"
 #include "core/CCollection_Internal_InBuilt.h"
 #include "core/CDataManager.h"
+#include "core/CPoint2.h"
+#include "core/CPoint3.h"
+#include "core/CQEL_Point3_Updatable.h"
+#include "core/CVector3.h"
 
 using namespace QEL::Core;
 
 namespace {
 
-struct SPoint3 {  // positions, normals, associated points and normals, colours
-    double x = 0, y = 0, z = 0;
-};
-struct SPoint2 {  // parameter pairs
-    double u = 0, v = 0;
-};
+using QEL::Elements::CPoint2;
+using QEL::Elements::CPoint3;
+using QEL::Elements::CQEL_Point3_Updatable;
+using QEL::Elements::CVector3;
 
-// A section-like entity: eleven collections coupled in attribute order, all active.
+// A section-like entity: eleven collections coupled in attribute order, all
+// active, of the point set's element types (32, 24, 16, 24, 24, 24, 8, 8, 2,
+// 4 and 8 bytes).
 struct SSection : CDataManager {
     SSection() {
         for (bool* flag : {&modified, &resized})
@@ -44,12 +48,12 @@ struct SSection : CDataManager {
         SetActiveCollections(0x7FF);
     }
     bool modified, resized;
-    CCollection_Internal_InBuilt<SPoint3> pts{this, true};
-    CCollection_Internal<SPoint3> nms{this, false};
-    CCollection_Internal<SPoint2> cuv{this, false};
-    CCollection_Internal<SPoint3> cpt{this, false};
-    CCollection_Internal<SPoint3> cnm{this, false};
-    CCollection_Internal<SPoint3> col{this, false};
+    CCollection_Internal_InBuilt<CQEL_Point3_Updatable<double>> pts{this, true};
+    CCollection_Internal<CVector3<double>> nms{this, false};
+    CCollection_Internal<CPoint2<double>> cuv{this, false};
+    CCollection_Internal<CPoint3<double>> cpt{this, false};
+    CCollection_Internal<CVector3<double>> cnm{this, false};
+    CCollection_Internal<CPoint3<double>> col{this, false};
     CCollection_Internal<double> err{this, false};
     CCollection_Internal<double> vel{this, false};
     CCollection_Internal<short> sta{this, false};
@@ -58,9 +62,12 @@ struct SSection : CDataManager {
 };
 
 struct SVectors {
-    std::vector<SPoint3> pts, nms;
-    std::vector<SPoint2> cuv;
-    std::vector<SPoint3> cpt, cnm, col;
+    std::vector<CQEL_Point3_Updatable<double>> pts;
+    std::vector<CVector3<double>> nms;
+    std::vector<CPoint2<double>> cuv;
+    std::vector<CPoint3<double>> cpt;
+    std::vector<CVector3<double>> cnm;
+    std::vector<CPoint3<double>> col;
     std::vector<double> err, vel;
     std::vector<short> sta;
     std::vector<int> ind;

@@ -13,6 +13,8 @@
 #include "core/CCollection_Internal_InBuilt.h"
 #include "core/CDataManager.h"
 #include "core/CQEL_Exception.h"
+#include "core/CQEL_Point3_Updatable.h"
+#include "core/CTransform4.h"
 
 using namespace QEL::Core;
 
@@ -221,37 +223,26 @@ TEST(DataManager, InBuiltCollection_AttachesElementsToItsFlag) {
     EXPECT_FALSE(points.CollectElementChanges());
 }
 
-namespace {
-
-// An element that marks itself, as the updatable points do.
-struct SSelfMarking {
-    double value = 0;
-    bool marked = false;
-    bool IsModified() const { return marked; }
-    void ClearModified() { marked = false; }
-    void Set(double v) {
-        value = v;
-        marked = true;
-    }
-};
-
-}  // namespace
-
-TEST(DataManager, InBuiltCollection_GathersMarksOfSelfMarkingElements) {
+TEST(DataManager, InBuiltCollection_GathersMarksOfSelfMarkingPoints) {
+    using QEL::Elements::CQEL_Point3_Updatable;
     CDataManager manager;
-    CCollection_Internal_InBuilt<SSelfMarking> points(&manager, true);
+    CCollection_Internal_InBuilt<CQEL_Point3_Updatable<double>> points(&manager, true);
     bool modified = false;
     points.SetDataModifiedFlag(&modified);
     manager.CheckSpace(50);
-    std::span<SSelfMarking> kept = points.EditAll();
+    std::span<CQEL_Point3_Updatable<double>> kept = points.EditAll();
     modified = false;
     EXPECT_FALSE(points.CollectElementChanges());
 
-    kept[17].Set(2.5);  // later, through the kept span
-    kept[42].Set(1.0);
+    // Later, through the kept span: a transform and a setter mark their points.
+    QEL::Elements::CTransform4<double> shift;
+    kept[17].Transform(shift.CreateTranslation(1.0, 2.0, 3.0));
+    kept[42].set_y(1.0);
+    kept[43].RawSetY(1.0);  // unmarked by design
     EXPECT_FALSE(modified);
     EXPECT_TRUE(points.CollectElementChanges());
     EXPECT_TRUE(modified);
+    EXPECT_EQ(points.Get(17).z, 3.0);
     EXPECT_FALSE(points.Get(17).IsModified());
     EXPECT_FALSE(points.CollectElementChanges());
 }
