@@ -14,7 +14,9 @@
 // error, velocity, status, index and user values are writable only through
 // their setters, so that the set can keep what depends on them current.
 // Every non-const access counts as a change of the set's data (see
-// GetCacheFlag): derived values are recomputed on their next use.
+// GetCacheFlag): derived values are recomputed on their next use. A reference
+// kept and written after derived values were asked for is not seen: fetch it
+// again (or call GetCacheFlag().SetModified()) after such a write.
 //
 // A set may have sections carrying different attributes; the metadata calls
 // below act on every section at once.
