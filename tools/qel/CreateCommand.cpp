@@ -336,6 +336,7 @@ void AddCreateCommand(CLI::App& app) {
             std::vector<std::vector<double>> rows;
             for (std::string const& row : Split(o.text.at("heights"), ';'))
                 rows.push_back(ParseNumbers(row, "--heights"));
+            if (rows.empty()) throw CLI::ValidationError("--heights", "expects at least one row");
             for (auto const& row : rows)
                 if (row.size() != rows.front().size())
                     throw CLI::ValidationError("--heights", "every row needs the same number of values");
