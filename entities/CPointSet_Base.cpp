@@ -77,9 +77,8 @@ void CPointSet_Base::UpdatePointCount(int delta) {
 // --- sections ------------------------------------------------------------------------
 
 CPointSet_Section& CPointSet_Base::get_Sec(int index) {
-    CPointSet_Section& section = const_cast<CPointSet_Section&>(std::as_const(*this).get_Sec(index));
-    MarkModified();
-    return section;
+    // The section's collections report changes made through it.
+    return const_cast<CPointSet_Section&>(std::as_const(*this).get_Sec(index));
 }
 
 CPointSet_Section const& CPointSet_Base::get_Sec(int index) const {
@@ -91,7 +90,6 @@ CPointSet_Section const& CPointSet_Base::get_Sec(int index) const {
 }
 
 CPointSet_Section& CPointSet_Base::GetHead() {
-    MarkModified();
     return const_cast<CPointSet_Section&>(std::as_const(*this).GetHead());
 }
 
@@ -102,7 +100,6 @@ CPointSet_Section const& CPointSet_Base::GetHead() const {
 }
 
 CPointSet_Section& CPointSet_Base::GetTail() {
-    MarkModified();
     return const_cast<CPointSet_Section&>(std::as_const(*this).GetTail());
 }
 
