@@ -66,6 +66,21 @@ class CQEL_Array {
         Copy(other);
         return *this;
     }
+    // Takes other's storage (and default value) in constant time; other is left
+    // as a new array.
+    CQEL_Array(CQEL_Array&& other) noexcept {
+        Init();
+        SwapContents(other);
+    }
+    CQEL_Array& operator=(CQEL_Array&& other) noexcept {
+        if (this != &other) {
+            Free();
+            ClearDefaultValue();
+            Init();
+            SwapContents(other);
+        }
+        return *this;
+    }
     virtual ~CQEL_Array() {
         Free();
         ClearDefaultValue();
@@ -338,6 +353,7 @@ class CQEL_Array {
     void Remove(int index, int n = 1) {
         if (index < 0 || n < 0 || std::int64_t(index) + n > m_count)
             Fail("Remove", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform removal");
+        if (n == 0) return;  // nothing to move (and no element moved onto itself)
         for (int i = index; i + n < m_count; ++i)
             m_data[i] = std::move(m_data[i + n]);
         RemoveElements_Back(n);
@@ -626,6 +642,7 @@ class CQEL_Array {
     }
     // Opens a gap of n slots at index; the last n slots hold freshly added elements.
     void MoveUp(int index, int n) {
+        if (n == 0) return;  // a self-move would empty owning elements
         for (int i = m_count - 1; i >= index + n; --i)
             m_data[i] = std::move(m_data[i - n]);
     }
