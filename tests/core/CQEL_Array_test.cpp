@@ -9,7 +9,6 @@
 #include <memory>
 #include <new>
 #include <random>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_String.h"
+#include "test_helpers/LineNumbers.h"
 #include "platform/CQEL_Stream.h"
 
 using namespace QEL::Core;
@@ -26,8 +26,7 @@ namespace {
 
 // The exception text with the line number of its location replaced by '#'.
 std::string TextOf(CQEL_Exception const& e) {
-    static std::regex const line("@ line [0-9]+ *-> ");
-    return std::regex_replace(std::string(e.what() ? e.what() : ""), line, "@ line # -> ");
+    return WithoutLineNumbers(std::string(e.what() ? e.what() : ""));
 }
 
 template <class F>

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <regex>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -10,6 +9,7 @@
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Ptr_Array.h"
 #include "core/CQEL_String.h"
+#include "test_helpers/LineNumbers.h"
 
 using namespace QEL::Core;
 
@@ -47,8 +47,7 @@ CQEL_Exception Caught(auto&& call) {
 }
 
 std::string TextOf(CQEL_Exception const& e) {
-    static std::regex const line("@ line [0-9]+ *-> ");
-    return std::regex_replace(std::string(e.what()), line, "@ line # -> ");
+    return WithoutLineNumbers(std::string(e.what()));
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
-#include <regex>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_MD5.h"
 #include "core/CQEL_String.h"
+#include "test_helpers/LineNumbers.h"
 
 using namespace QEL::Core;
 
@@ -50,8 +50,7 @@ CQEL_Exception Caught(auto&& call) {
 
 // The exception text with the line number of its location replaced by '#'.
 std::string TextOf(CQEL_Exception const& e) {
-    static std::regex const line("@ line [0-9]+ *-> ");
-    return std::regex_replace(std::string(e.what()), line, "@ line # -> ");
+    return WithoutLineNumbers(std::string(e.what()));
 }
 
 std::string OutOfRange(char const* param, char const* operation) {
