@@ -529,6 +529,20 @@ class CQEL_Array {
                 ? std::max(int(std::min(double(m_allocated) * 1.5, double(std::numeric_limits<int>::max()))),
                            newCount)
                 : std::max(int(double(newCount) * 1.5), m_minimum);
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            if (delta > 0 && atBack && m_offset == 0 && m_data) {
+                // Plain elements at the start of their storage: extend the
+                // block, in place where the allocator can. The fill value may
+                // lie in the block, so it is read first.
+                if (source) {
+                    T const value(*source);
+                    ExtendAtBack(delta, newAllocated, &value);
+                } else {
+                    ExtendAtBack(delta, newAllocated, nullptr);
+                }
+                return;
+            }
+        }
         T* const fresh = Allocate(newAllocated);
         if (delta > 0) {
             // Construct first: source may lie in the old storage.
@@ -605,6 +619,13 @@ class CQEL_Array {
         } else {
             ReAllocate(n, false, source);
         }
+    }
+    void ExtendAtBack(int delta, int newAllocated, T const* source) {
+        m_data =
+            static_cast<T*>(CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T)));
+        m_allocated = newAllocated;
+        CreateElements(m_data + m_count, delta, source);
+        m_count += delta;
     }
     // Whether p points at one of the elements in use.
     bool Holds(T const* p) const {
