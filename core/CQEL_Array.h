@@ -542,6 +542,27 @@ class CQEL_Array {
                 }
                 return;
             }
+            if (delta < 0) {
+                // Plain elements shrink within their block, which is then
+                // made smaller: no fresh pages are touched.
+                T* const base = m_data - m_offset;
+                DestroyElements(atBack ? m_data + newCount : m_data, -delta);
+                if (newCount > 0)
+                    std::memmove(static_cast<void*>(base),
+                                 static_cast<void const*>(atBack ? m_data : m_data - delta),
+                                 std::size_t(newCount) * sizeof(T));
+                m_data = base;
+                m_offset = 0;
+                m_count = newCount;
+                try {
+                    m_data = static_cast<T*>(
+                        CQEL_Allocate::ReAllocateMemory(base, std::size_t(newAllocated) * sizeof(T)));
+                    m_allocated = newAllocated;
+                } catch (std::bad_alloc const&) {
+                    // A block that cannot be made smaller stays as it is.
+                }
+                return;
+            }
         }
         T* const fresh = Allocate(newAllocated);
         if (delta > 0) {
