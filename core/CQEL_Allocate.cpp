@@ -17,6 +17,12 @@ void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept {
     std::free(memory);
 }
 
+void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes) {
+    void* resized = std::realloc(memory, bytes ? bytes : 1);
+    if (!resized) throw std::bad_alloc();
+    return resized;
+}
+
 void* CQEL_Allocate::operator new(std::size_t bytes) {
     return AllocateMemory(bytes ? bytes : 1);
 }

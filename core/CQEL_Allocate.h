@@ -16,6 +16,11 @@ class QEL_API CQEL_Allocate {
     static void* AllocateMemory(std::size_t bytes);
     // Releases memory from AllocateMemory; null is ignored.
     static void DeAllocateMemory(void* memory) noexcept;
+    // Resizes memory from AllocateMemory (null: allocates) to bytes > 0, in
+    // place where the allocator can, else by moving the bytes; returns the
+    // memory, which may have moved. Throws std::bad_alloc when memory is
+    // exhausted, leaving the old memory as it was.
+    static void* ReAllocateMemory(void* memory, std::size_t bytes);
 
     static void* operator new(std::size_t bytes);
     static void operator delete(void* memory) noexcept;

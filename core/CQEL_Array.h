@@ -21,6 +21,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
+#include <limits>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -43,21 +45,40 @@ class CQEL_Array {
   public:
     using value_type = T;
 
+    // An empty array holds no storage.
     CQEL_Array() { Init(); }
+    // n value-initialised (or default-valued) elements; n < 0 throws reason 4.
     explicit CQEL_Array(int n) {
         Init();
         CheckSpace(n);
     }
+    // Copies of values[0..n-1] (see Copy).
     CQEL_Array(int n, T const* values) {
         Init();
         Copy(n, values);
     }
+    // Copies the elements (not the default value; the minimum is 10).
     CQEL_Array(CQEL_Array const& other) {
         Init();
         Copy(other);
     }
     CQEL_Array& operator=(CQEL_Array const& other) {
         Copy(other);
+        return *this;
+    }
+    // Takes other's storage (and default value) in constant time; other is left
+    // as a new array.
+    CQEL_Array(CQEL_Array&& other) noexcept {
+        Init();
+        SwapContents(other);
+    }
+    CQEL_Array& operator=(CQEL_Array&& other) noexcept {
+        if (this != &other) {
+            Free();
+            ClearDefaultValue();
+            Init();
+            SwapContents(other);
+        }
         return *this;
     }
     virtual ~CQEL_Array() {
@@ -72,30 +93,41 @@ class CQEL_Array {
         Free();
         Init();
     }
-    // Destroys the elements but keeps the storage.
+    // Destroys the elements but keeps the storage (offset back to 0).
     void Clear() {
         DestroyElements(m_data, m_count);
         if (m_data) m_data -= m_offset;
         m_offset = 0;
         m_count = 0;
     }
-    // Moves the elements into storage of exactly Count() slots.
+    // Moves the elements into storage of exactly Count() slots (none when empty).
     void Compact() {
         if (m_allocated != m_count) Relocate(m_count);
     }
+    // n must not be negative (reason 4 from CheckSpace); values may be null only
+    // when n is 0 (else reason 0, "values"). values may point into this array.
     void Copy(int n, T const* values) {
+        if (n > 0 && !values) Fail("Copy", __LINE__, QEL_NULL_PARAMETER, "values", "Null Pointer");
+        if (n > 0 && Holds(values)) {
+            CQEL_Array const copy(n, values);  // our storage may move
+            Copy(copy);
+            return;
+        }
         CheckSpace(n);
         AssignRange(m_data, values, n);
     }
+    // Makes this array a copy of other's elements.
     void Copy(CQEL_Array const& other) {
         if (&other == this) return;
         Copy(other.m_count, other.m_data);
     }
+    // Assigns value to every element in use (value may be one of them).
     void Set(T const& value) {
         T const fill = value;
         for (int i = 0; i < m_count; ++i)
             m_data[i] = fill;
     }
+    // This array's elements followed by other's (other may be this array).
     CQEL_Array operator+(CQEL_Array const& other) const {
         CQEL_Array sum(*this);
         sum += other;
@@ -108,7 +140,8 @@ class CQEL_Array {
         AssignRange(m_data + first, &other == this ? m_data : other.m_data, n);
         return *this;
     }
-    // Equal counts and bytewise equal element storage.
+    // Equal counts and bytewise equal element storage (a raw memory comparison,
+    // meant for plain element types; not element-wise ==).
     bool operator==(CQEL_Array const& other) const {
         if (m_count != other.m_count) return false;
         return m_count == 0 || std::memcmp(m_data, other.m_data, std::size_t(m_count) * sizeof(T)) == 0;
@@ -135,13 +168,22 @@ class CQEL_Array {
     int GetNumAllocated() const { return m_allocated; }
     int GetMemoryOffset() const { return m_offset; }
 
+    // Whether making the count n would allocate: n does not fit from the first
+    // element to the end of the storage, or shrinking to n would be triggered.
     bool RequiresAllocation(int n) const { return n > m_allocated - m_offset || CanPerformDownSizing(n); }
+    // Whether removing down to n elements shrinks the storage: n < count,
+    // more than `minimum` slots, and n below a third of the slots.
     bool CanPerformDownSizing(int n) const {
         return n < m_count && m_allocated > m_minimum && n < m_allocated / 3;
     }
+    // Whether n elements could be made to fit by moving the elements to the
+    // start of the storage: n < slots and a front slack above a third of them.
     bool CanPerformOffset(int n) const { return n < m_allocated && m_offset > m_allocated / 3; }
 
-    // The invalid address is deliberate: the sanitizers must not report the binding, only the use.
+    // Unchecked access that never throws: for i outside 0..Count()-1 the
+    // reference is at the invalid address 0xBBADBEEF, so that its first use
+    // faults. The invalid address is deliberate: the sanitizers must not report
+    // the binding, only the use.
     __attribute__((no_sanitize("alignment"))) T& operator[](int i) {
         if (unsigned(i) >= unsigned(m_count)) return *reinterpret_cast<T*>(Detail::kInvalidAddress);
         return m_data[i];
@@ -150,9 +192,12 @@ class CQEL_Array {
         if (unsigned(i) >= unsigned(m_count)) return *reinterpret_cast<T const*>(Detail::kInvalidAddress);
         return m_data[i];
     }
+    // No test at all.
     T& Unsafe_Get(int i) { return m_data[i]; }
     T const& Unsafe_Get(int i) const { return m_data[i]; }
 
+    // The first element's address; GetArray, Front and Back throw reason 0
+    // "Array is empty" on an empty array.
     T* GetArray() {
         RequireElements("GetArray", __LINE__);
         return m_data;
@@ -177,9 +222,10 @@ class CQEL_Array {
         RequireElements("Back", __LINE__);
         return m_data[m_count - 1];
     }
-    // Index of an element given by reference, from its address.
+    // Index of an element given by reference, from its address; an address
+    // outside the elements in use throws reason 5 ("index").
     int GetIndex(T const& element) const {
-        if (m_count == 0 || &element < m_data || &element >= m_data + m_count)
+        if (!Holds(&element))
             Fail("GetIndex", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index", "Parameter out of range");
         return int(&element - m_data);
     }
@@ -190,6 +236,8 @@ class CQEL_Array {
     T const* begin() const { return m_data; }
     T const* end() const { return m_data + m_count; }
 
+    // The value new elements get when no value is given (a value-initialised T
+    // when none is set). The first SetDefaultValue allocates it.
     T GetDefaultValue() const { return m_default ? *m_default : T(); }
     void SetDefaultValue(T const& value) {
         if (m_default)
@@ -207,7 +255,8 @@ class CQEL_Array {
 
     // --- growing and shrinking ------------------------------------------------
 
-    // Makes Count() equal to n, adding default elements or removing at the back.
+    // Makes Count() equal to n, adding default elements or removing at the
+    // back; n < 0 throws reason 4 with no parameter name.
     void CheckSpace(int n) {
         if (n < 0) Fail("CheckSpace", __LINE__, QEL_INDEX_OUT_OF_RANGE);
         if (n > m_count)
@@ -215,7 +264,10 @@ class CQEL_Array {
         else if (n < m_count)
             RemoveElements_Back(m_count - n);
     }
-    // Ensures that n elements fit between the first element and the end of the storage.
+    // Ensures that n elements fit between the first element and the end of the
+    // storage: by moving the elements to the start when the front slack is
+    // above a third of the slots and n < slots, else into new storage of
+    // exactly n slots. Nothing changes when n already fits.
     void PreAllocate(int n) {
         if (n <= m_allocated - m_offset) return;
         if (n < m_allocated && m_offset > m_allocated / 3)
@@ -223,6 +275,10 @@ class CQEL_Array {
         else
             Relocate(n);
     }
+    // Replaces the contents by `count` default elements placed `offset` slots
+    // into new storage of exactly `allocate` slots. A negative argument throws
+    // reason 14 (no parameter name); count + offset > allocate throws reason 14
+    // ("new_num_allocate").
     void AllocateExplicit(int count, int allocate, int offset) {
         if (count < 0 || allocate < 0 || offset < 0)
             Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "",
@@ -231,8 +287,8 @@ class CQEL_Array {
             Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "new_num_allocate",
                  "Sum of new number of elements and offset is greater than new number of elements to "
                  "allocate.");
+        T* const base = Allocate(allocate);  // before anything changes
         Free();
-        T* base = Allocate(allocate);
         m_data = base ? base + offset : nullptr;
         m_allocated = allocate;
         m_offset = base ? offset : 0;
@@ -241,15 +297,23 @@ class CQEL_Array {
         m_count = count;
     }
 
+    // n copies of value at the back (front); value may be one of the elements.
+    // n < 0 throws reason 5. Amortised constant time per element.
     void PushBack(T const& value, int n = 1) { AddElements_Back(n, &value); }
     void PushFront(T const& value, int n = 1) { AddElements_Front(n, &value); }
+    // Removes n elements at the back (front); n outside 0..Count() throws
+    // reason 5 ("num_elements_to_remove"). PopFront does not move the
+    // remaining elements unless the storage shrinks.
     void PopBack(int n = 1) { RemoveElements_Back(n); }
     void PopFront(int n = 1) { RemoveElements_Front(n); }
 
+    // Adds one default element at the back and returns it.
     T& New() {
         CheckSpace(m_count + 1);
         return Back();
     }
+    // A copy of the last (first) element, which is removed; an empty array
+    // throws reason 0 "Array is empty".
     T GetBackAndPop() {
         T value = Back();
         PopBack(1);
@@ -261,6 +325,7 @@ class CQEL_Array {
         return value;
     }
 
+    // Inserts before index (0..Count(), else reason 5 "insert_at_index").
     void Insert(int index, T const& value) {
         if (index < 0 || index > m_count)
             Fail("Insert", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "insert_at_index", "Parameter out of range");
@@ -282,13 +347,19 @@ class CQEL_Array {
         MoveUp(index, n);
         AssignRange(m_data + index, other.m_data, n);
     }
+    // Removes n elements from index. index < 0, n < 0 or index + n > Count()
+    // throws reason 4 "Indices are invalid to perform removal" (a negative n is
+    // refused here, before anything moves).
     void Remove(int index, int n = 1) {
         if (index < 0 || n < 0 || std::int64_t(index) + n > m_count)
             Fail("Remove", __LINE__, QEL_INDEX_OUT_OF_RANGE, "", "Indices are invalid to perform removal");
+        if (n == 0) return;  // nothing to move (and no element moved onto itself)
         for (int i = index; i + n < m_count; ++i)
             m_data[i] = std::move(m_data[i + n]);
         RemoveElements_Back(n);
     }
+    // A new array of the n elements from start. start < 0 or start + n >
+    // Count() throws reason 4; a negative n throws reason 4 from CheckSpace.
     CQEL_Array Extract(int start, int n) const {
         if (start < 0 || std::int64_t(start) + n > m_count)
             Fail("Extract", __LINE__, QEL_INDEX_OUT_OF_RANGE, "",
@@ -298,6 +369,8 @@ class CQEL_Array {
         AssignRange(part.m_data, m_data + start, n);
         return part;
     }
+    // Exchanges two elements; i (tested first) or j outside 0..Count()-1 throws
+    // reason 5 ("index1", "index2").
     void Swap(int i, int j) {
         if (i < 0 || i >= m_count)
             Fail("Swap", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index1", "Parameter out of range");
@@ -311,6 +384,7 @@ class CQEL_Array {
         for (int i = 0, j = m_count - 1; i < j; ++i, --j)
             swap(m_data[i], m_data[j]);
     }
+    // Unstable sort by a less-than or a three-way comparison (negative: less).
     void SortUsing(bool (*less)(T const&, T const&)) {
         if (m_count >= 2) std::sort(m_data, m_data + m_count, less);
     }
@@ -392,50 +466,27 @@ class CQEL_Array {
         }
     }
 
+    // Adding at the back: into the back slack when it is large enough (the
+    // inline fast path), else see GrowBack.
     void AddElements_Back(int n, T const* source) {
-        if (n < 0)
-            Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
-                 "Number of elements to add is negative");
-        if (n == 0) return;
-        if (m_allocated - m_count - m_offset >= n) {
+        if (n > 0 && n <= m_allocated - m_count - m_offset) [[likely]] {
             CreateElements(m_data + m_count, n, source);
             m_count += n;
-        } else if (m_count + n < m_allocated && m_offset > m_allocated / 3) {
-            // Reuse the front slack. A source among the moved elements follows
-            // them, except the first element itself, which is not corrected.
-            T* const base = m_data - m_offset;
-            if (source > m_data && source < m_data + m_count) source -= m_offset;
-            ShiftElements(m_data, base, m_count);
-            m_data = base;
-            m_offset = 0;
-            CreateElements(m_data + m_count, n, source);
-            m_count += n;
-        } else {
-            ReAllocate(n, true, source);
+            return;
         }
+        GrowBack(n, source);
     }
+    // Adding at the front: into the front slack when it is large enough (the
+    // inline fast path), else see GrowFront.
     void AddElements_Front(int n, T const* source) {
-        if (n < 0)
-            Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
-                 "Number of elements to add is negative");
-        if (n == 0) return;
-        if (m_offset >= n) {
+        if (n > 0 && n <= m_offset) [[likely]] {
             CreateElements(m_data - n, n, source);
             m_data -= n;
             m_offset -= n;
             m_count += n;
-        } else if (m_allocated - m_count - m_offset >= n) {
-            T* const base = m_data - m_offset;
-            int const shift = n - m_offset;
-            if (source > m_data && source < m_data + m_count) source += shift;
-            ShiftElements(m_data, base + n, m_count);
-            m_data = base;
-            m_offset = 0;
-            CreateElements(m_data, n, source);
-            m_count += n;
-        } else {
-            ReAllocate(n, false, source);
+            return;
         }
+        GrowFront(n, source);
     }
     void RemoveElements_Back(int n) {
         if (n < 0 || n > m_count)
@@ -469,9 +520,50 @@ class CQEL_Array {
     // Moves the elements into new storage, adding delta elements (filled from
     // source) or removing -delta, at the back or at the front.
     void ReAllocate(int delta, bool atBack, T const* source) {
+        // Counts are int: more elements than an int can count is an allocation failure.
+        if (std::int64_t(m_count) + delta > std::numeric_limits<int>::max())
+            throw std::bad_array_new_length();
         int const newCount = m_count + delta;
-        int const newAllocated = delta > 0 ? std::max(int(double(m_allocated) * 1.5), newCount)
-                                           : std::max(int(double(newCount) * 1.5), m_minimum);
+        int const newAllocated =
+            delta > 0
+                ? std::max(int(std::min(double(m_allocated) * 1.5, double(std::numeric_limits<int>::max()))),
+                           newCount)
+                : std::max(int(double(newCount) * 1.5), m_minimum);
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            if (delta > 0 && atBack && m_offset == 0 && m_data) {
+                // Plain elements at the start of their storage: extend the
+                // block, in place where the allocator can. The fill value may
+                // lie in the block, so it is read first.
+                if (source) {
+                    T const value(*source);
+                    ExtendAtBack(delta, newAllocated, &value);
+                } else {
+                    ExtendAtBack(delta, newAllocated, nullptr);
+                }
+                return;
+            }
+            if (delta < 0) {
+                // Plain elements shrink within their block, which is then
+                // made smaller: no fresh pages are touched.
+                T* const base = m_data - m_offset;
+                DestroyElements(atBack ? m_data + newCount : m_data, -delta);
+                if (newCount > 0)
+                    std::memmove(static_cast<void*>(base),
+                                 static_cast<void const*>(atBack ? m_data : m_data - delta),
+                                 std::size_t(newCount) * sizeof(T));
+                m_data = base;
+                m_offset = 0;
+                m_count = newCount;
+                try {
+                    m_data = static_cast<T*>(
+                        CQEL_Allocate::ReAllocateMemory(base, std::size_t(newAllocated) * sizeof(T)));
+                    m_allocated = newAllocated;
+                } catch (std::bad_alloc const&) {
+                    // A block that cannot be made smaller stays as it is.
+                }
+                return;
+            }
+        }
         T* const fresh = Allocate(newAllocated);
         if (delta > 0) {
             // Construct first: source may lie in the old storage.
@@ -497,6 +589,70 @@ class CQEL_Array {
     }
 
   private:
+    // Back slack too small. When the front slack exceeds a third of the storage
+    // and the grown array still leaves a slot free, the elements move to the
+    // start of the storage (no allocation); else new storage.
+    [[gnu::noinline]] void GrowBack(int n, T const* source) {
+        if (n < 0)
+            Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
+                 "Number of elements to add is negative");
+        if (n == 0) return;
+        if (n < m_allocated - m_count && m_offset > m_allocated / 3) {
+            if (Holds(source)) {
+                // The fill value is one of the moved elements: it follows its
+                // element, except the first element itself, which is not
+                // followed and yields what the compaction leaves at its old
+                // address (element `offset` when there is one). The value is
+                // taken before the move, so no destroyed element is read.
+                T const value(source == m_data && m_offset < m_count ? m_data[m_offset] : *source);
+                MoveToStart();
+                CreateElements(m_data + m_count, n, &value);
+            } else {
+                MoveToStart();
+                CreateElements(m_data + m_count, n, source);
+            }
+            m_count += n;
+        } else {
+            ReAllocate(n, true, source);
+        }
+    }
+    // Front slack too small. When the back slack is large enough, the elements
+    // move up so that n fit in front of them (no allocation); else new storage.
+    // The front uses back slack whenever there is enough, unlike the back.
+    [[gnu::noinline]] void GrowFront(int n, T const* source) {
+        if (n < 0)
+            Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
+                 "Number of elements to add is negative");
+        if (n == 0) return;
+        if (m_allocated - m_count - m_offset >= n) {
+            T* const base = m_data - m_offset;
+            if (Holds(source)) {
+                T const value(*source);  // taken before its element moves
+                ShiftElements(m_data, base + n, m_count);
+                CreateElements(base, n, &value);
+            } else {
+                ShiftElements(m_data, base + n, m_count);
+                CreateElements(base, n, source);
+            }
+            m_data = base;
+            m_offset = 0;
+            m_count += n;
+        } else {
+            ReAllocate(n, false, source);
+        }
+    }
+    void ExtendAtBack(int delta, int newAllocated, T const* source) {
+        m_data =
+            static_cast<T*>(CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T)));
+        m_allocated = newAllocated;
+        CreateElements(m_data + m_count, delta, source);
+        m_count += delta;
+    }
+    // Whether p points at one of the elements in use.
+    bool Holds(T const* p) const {
+        return p && !std::less<>()(p, m_data) && std::less<>()(p, m_data + m_count);
+    }
+
     void Init() {
         m_minimum = 10;
         m_data = nullptr;
@@ -528,6 +684,7 @@ class CQEL_Array {
     }
     // Opens a gap of n slots at index; the last n slots hold freshly added elements.
     void MoveUp(int index, int n) {
+        if (n == 0) return;  // a self-move would empty owning elements
         for (int i = m_count - 1; i >= index + n; --i)
             m_data[i] = std::move(m_data[i - n]);
     }

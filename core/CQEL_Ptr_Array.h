@@ -3,7 +3,9 @@
 // sections. Every pointer held is owned: it is deleted when it is removed,
 // when the array is cleared and when the array is destroyed, unless it is
 // taken out with Detach first. Copies are deep (each element is copied with
-// T's copy constructor). Null pointers are refused.
+// T's copy constructor). Null pointers are refused; a pointer must not be
+// added twice (it would be deleted twice). Growth and shrinking follow
+// CQEL_Array. Failures are located at "QEL::Core::CQEL_Ptr_Array<T>::<operation>".
 #pragma once
 
 #include <memory>
@@ -16,7 +18,14 @@ template <class T>
 class CQEL_Ptr_Array {
   public:
     CQEL_Ptr_Array() = default;
-    CQEL_Ptr_Array(CQEL_Ptr_Array const& other) { CopyFrom(other); }
+    CQEL_Ptr_Array(CQEL_Ptr_Array const& other) {
+        try {
+            CopyFrom(other);
+        } catch (...) {
+            Clear();  // the destructor does not run for a failed constructor
+            throw;
+        }
+    }
     CQEL_Ptr_Array& operator=(CQEL_Ptr_Array const& other) {
         if (this != &other) {
             CQEL_Ptr_Array copy(other);
@@ -36,32 +45,42 @@ class CQEL_Ptr_Array {
 
     int Count() const { return m_items.Count(); }
     bool IsEmpty() const { return m_items.IsEmpty(); }
-    // Unchecked in the manner of CQEL_Array::operator[].
-    T* operator[](int i) const { return m_items[i]; }
+    // Unchecked in the manner of CQEL_Array::operator[]: outside 0..Count()-1
+    // the reference is at the invalid address 0xBBADBEEF, and its first use faults.
+    T* const& operator[](int i) const { return m_items[i]; }
     // Checked: an index outside 0..Count()-1 throws reason 5 ("index").
     T& At(int i) const {
-        if (i < 0 || i >= m_items.Count())
-            Detail::ThrowContainerError({"CQEL_Ptr_Array", Detail::TypeName<T>(), "At", __LINE__},
-                                        QEL_PARAMETER_OUT_OF_RANGE, "index", "Parameter out of range");
+        if (i < 0 || i >= m_items.Count()) Fail("At", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index");
         return *m_items.Unsafe_Get(i);
     }
-    T& Front() const { return *m_items.Front(); }
-    T& Back() const { return *m_items.Back(); }
+    // First and last item; an empty array throws reason 0 "Array is empty".
+    T& Front() const {
+        if (m_items.IsEmpty()) Fail("Front", __LINE__, QEL_NULL_PARAMETER, "", "Array is empty");
+        return *m_items.Unsafe_Get(0);
+    }
+    T& Back() const {
+        if (m_items.IsEmpty()) Fail("Back", __LINE__, QEL_NULL_PARAMETER, "", "Array is empty");
+        return *m_items.Unsafe_Get(m_items.Count() - 1);
+    }
 
     // Takes ownership of item and appends it; returns it.
     T* Add(T* item) { return InsertAt(m_items.Count(), item); }
-    // Takes ownership of item and inserts it before index (0..Count()).
+    // Takes ownership of item and inserts it before index. A null item throws
+    // reason 0 ("item"), an index outside 0..Count() reason 5
+    // ("insert_at_index"); the item is deleted when the call throws.
     T* InsertAt(int index, T* item) {
         std::unique_ptr<T> owned(item);
-        if (!item)
-            Detail::ThrowContainerError({"CQEL_Ptr_Array", Detail::TypeName<T>(), "InsertAt", __LINE__},
-                                        QEL_NULL_PARAMETER, "item", "Null Pointer");
+        if (!item) Fail("InsertAt", __LINE__, QEL_NULL_PARAMETER, "item", "Null Pointer");
+        if (index < 0 || index > m_items.Count())
+            Fail("InsertAt", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "insert_at_index");
         m_items.Insert(index, owned.get());
         return owned.release();
     }
-    // Removes the pointer at index without deleting it; the caller owns it.
+    // Removes the pointer at index (0..Count()-1, else reason 5 "index")
+    // without deleting it; the caller owns it.
     T* Detach(int index) {
-        At(index);
+        if (index < 0 || index >= m_items.Count())
+            Fail("Detach", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "index");
         T* item = m_items.Unsafe_Get(index);
         m_items.Remove(index, 1);
         return item;
@@ -72,7 +91,7 @@ class CQEL_Ptr_Array {
             if (m_items.Unsafe_Get(i) == item) return i;
         return -1;
     }
-    // Deletes the item at index.
+    // Deletes the item at index (checked as Detach).
     void Delete(int index) { delete Detach(index); }
     // Deletes every item and releases the storage.
     void Clear() {
@@ -91,6 +110,11 @@ class CQEL_Ptr_Array {
     void Swap(CQEL_Ptr_Array& other) noexcept { m_items.SwapContents(other.m_items); }
 
   private:
+    [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason,
+                                  char const* paramName, char const* message = "Parameter out of range") {
+        Detail::ThrowContainerError({"CQEL_Ptr_Array", Detail::TypeName<T>(), operation, line}, reason,
+                                    paramName, message);
+    }
     void CopyFrom(CQEL_Ptr_Array const& other) {
         m_items.PreAllocate(other.Count());
         for (T* item : other.m_items)

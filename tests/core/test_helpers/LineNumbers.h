@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// Exception texts carry the source line of the check that failed; tests
+// compare them with the number replaced by '#'.
+#pragma once
+
+#include <cctype>
+#include <string>
+
+// "... @ line 123   -> ..." becomes "... @ line # -> ...".
+inline std::string WithoutLineNumbers(std::string text) {
+    std::string const marker = "@ line ";
+    for (std::size_t at = text.find(marker); at != std::string::npos; at = text.find(marker, at + 1)) {
+        std::size_t end = at + marker.size();
+        while (end < text.size() && std::isdigit(static_cast<unsigned char>(text[end])))
+            ++end;
+        while (end < text.size() && text[end] == ' ')
+            ++end;
+        if (text.compare(end, 3, "-> ") == 0) text.replace(at, end - at, "@ line # ");
+    }
+    return text;
+}
