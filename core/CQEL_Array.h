@@ -14,8 +14,10 @@
 // yields a reference at the invalid address 0xBBADBEEF, so that the first use
 // faults (and is translated into reason 34 on a thread with the fault translator).
 //
-// Trivially copyable element types are moved with plain memory copies; other
-// types are constructed, moved and destroyed in place.
+// Trivially copyable element types are moved with plain memory copies, and
+// their storage grows at the back and shrinks by resizing its block, in place
+// where the allocator can (the slot counts are those above). Other types are
+// constructed, moved and destroyed in place.
 #pragma once
 
 #include <algorithm>
