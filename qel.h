@@ -3,6 +3,8 @@
 // what you use instead.
 #pragma once
 
+#include "core/CExportData.h"
+#include "core/CImportData.h"
 #include "core/CQEL_Allocate.h"
 #include "core/CQEL_Array.h"
 #include "core/CQEL_Exception.h"
@@ -11,6 +13,9 @@
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_Ptr_Array.h"
 #include "core/CQEL_String.h"
+#include "core/ISerialisable.h"
+#include "formats/CQELParser.h"
+#include "formats/IObjectCreator.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
 #include "platform/CThreadBasedClass.h"
