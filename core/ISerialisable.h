@@ -17,11 +17,12 @@ class QEL_API ISerialisable {
 
     // Writes the entity's record into data: the class identifier, the
     // run-time class name, the type name, the two index fields and the record
-    // bytes. An entity must write at least one byte.
-    virtual void Serialise(CExportData* data) const = 0;
-    // Replaces the entity's contents with the record in data. Damaged or
-    // inconsistent records throw CQEL_Exception reason 23 (file read error).
-    virtual void Deserialise(CImportData* data) = 0;
+    // bytes; true on success. An entity must write at least one byte.
+    virtual bool Serialise(CExportData* data) const = 0;
+    // Replaces the entity's contents with the record in data; true on
+    // success. Damaged or inconsistent records throw CQEL_Exception reason 23
+    // (file read error).
+    virtual bool Deserialise(CImportData* data) = 0;
 };
 
 }  // namespace QEL::Core

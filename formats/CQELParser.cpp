@@ -250,8 +250,11 @@ bool CQELParser::Export(CQEL_String const& path, CQEL_Array<ISerialisable const*
 }
 
 void CQELParser::WriteObject(SWriter& writer, ISerialisable const& object, std::int32_t owner) {
+    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
     CExportData data;
-    object.Serialise(&data);
+    if (!object.Serialise(&data))
+        op.Throw(QEL_OPERATION_FAILED, "objects",
+                 CQEL_String::FromFormat("Object %d could not serialise itself", int(writer.blocks.size())));
     WriteBlock(writer, data, owner);
 }
 
@@ -482,7 +485,11 @@ void CQELParser::ReadObject(SReader& reader, int index) {
     IObjectCreator* const creator = FindCreator(data.GetClassIdentifier().View());
     if (!creator) return;  // unregistered meanwhile
     std::unique_ptr<ISerialisable> object(creator->CreateObject(&data));
-    if (object) reader.objects.Add(object.release());
+    if (!object)
+        ImportOp().Throw(QEL_FILE_READ_ERROR, "stream",
+                         CQEL_String::FromFormat("Record %d (%s) could not be read by its creator", index,
+                                                 data.GetTypeName().GetArray()));
+    reader.objects.Add(object.release());
 }
 
 bool CQELParser::Import(CQEL_Stream& stream, CQEL_String const& encryptionKey) {

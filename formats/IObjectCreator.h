@@ -19,7 +19,8 @@ class QEL_API IObjectCreator {
     virtual ~IObjectCreator();
 
     // Makes a new entity and deserialises data into it; the caller owns the
-    // result. Throws what the entity's Deserialise throws.
+    // result. Null when the entity could not read the record; throws what the
+    // entity's Deserialise throws.
     virtual ISerialisable* CreateObject(CImportData* data) = 0;
 };
 
@@ -29,8 +30,7 @@ class CObjectCreator final : public IObjectCreator {
   public:
     ISerialisable* CreateObject(CImportData* data) override {
         auto object = std::make_unique<T>();
-        object->Deserialise(data);
-        return object.release();
+        return object->Deserialise(data) ? object.release() : nullptr;
     }
 };
 

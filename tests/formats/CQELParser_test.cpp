@@ -32,15 +32,16 @@ class CTestBlob : public ISerialisable {
     explicit CTestBlob(std::vector<unsigned char> bytes, std::int32_t field1 = 0, std::int32_t field2 = 0)
         : m_bytes(std::move(bytes)), m_field1(field1), m_field2(field2) {}
 
-    void Serialise(CExportData* data) const override {
+    bool Serialise(CExportData* data) const override {
         data->SetClassIdentifier(CQEL_String::FromASCII(classIdentifier.c_str()));
         data->SetClassName(CQEL_String::FromASCII("class QEL::Test::CTestBlob"));
         data->SetTypeName(CQEL_String::FromASCII(typeName.c_str()));
         data->SetIndexField1(m_field1);
         data->SetIndexField2(m_field2);
         if (!empty) data->PutChunk("BYTES", m_bytes.data(), std::int64_t(m_bytes.size()));
+        return true;
     }
-    void Deserialise(CImportData* data) override {
+    bool Deserialise(CImportData* data) override {
         SQELChunk chunk;
         while (data->NextChunk(chunk)) {
             if (chunk.Is("BYTES")) {
@@ -52,6 +53,7 @@ class CTestBlob : public ISerialisable {
         }
         m_field1 = data->GetIndexField1();
         m_field2 = data->GetIndexField2();
+        return true;
     }
 
     std::vector<unsigned char> m_bytes;
