@@ -9,5 +9,7 @@ namespace QEL::Tool {
 
 // `qel about`: the version and what this build can do.
 void AddAboutCommand(CLI::App& app);
+// `qel info FILE [--key KEY]`: what a file holds.
+void AddInfoCommand(CLI::App& app);
 
 }  // namespace QEL::Tool

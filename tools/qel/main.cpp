@@ -31,6 +31,7 @@ int main(int argc, char** argv) {
         "Also show the library's debug output");
     app.require_subcommand(1);
     QEL::Tool::AddAboutCommand(app);
+    QEL::Tool::AddInfoCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {
