@@ -223,10 +223,11 @@ TEST_F(QELParserTest, RoundTrip_KeepsRecordsInOrderWithAndWithoutKey) {
     CQELParser parser;
     parser.SetKeyDerivationIterations(CQELParser::kMinIterations);  // cheap keys keep the tests fast
     CTestBlob const a(Pattern(1, 4), 1, 2), b(Pattern(70000, 5), -5, 9), c(Pattern(13, 6));
-    for (char const* key : {"", "k", "a key with spaces and ünïcödé", std::string(255, 'x').c_str()}) {
+    for (std::string const& key : {std::string(), std::string("k"),
+                                   std::string("a key with spaces and ünïcödé"), std::string(255, 'x')}) {
         SCOPED_TRACE(key);
-        CQEL_Stream stream = StreamOf(ExportBytes(parser, {&a, &b, &c}, Key(key)));
-        ASSERT_TRUE(parser.Import(stream, Key(key)));
+        CQEL_Stream stream = StreamOf(ExportBytes(parser, {&a, &b, &c}, Key(key.c_str())));
+        ASSERT_TRUE(parser.Import(stream, Key(key.c_str())));
         ASSERT_EQ(parser.GetNumObjects(), 3);
         EXPECT_EQ(Blob(parser, 0).m_bytes, a.m_bytes);
         EXPECT_EQ(Blob(parser, 1).m_bytes, b.m_bytes);
