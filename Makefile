@@ -8,7 +8,7 @@ CTEST ?= ctest
 BUILD := build
 SOURCES_TO_FORMAT = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: all deps build run test test-dev test-sanitize test-install test-fuzz format format-check bench clean
+.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check bench clean
 
 all: build
 
@@ -25,7 +25,7 @@ run: build
 	$(BUILD)/dev/tools/qel/qel --version
 	$(BUILD)/dev/tools/qel/qel about
 
-test: deps format-check test-dev test-sanitize test-install test-fuzz
+test: deps format-check test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."
 
 test-dev: build
@@ -37,6 +37,14 @@ test-sanitize: deps
 	$(CMAKE) --build $(BUILD)/sanitize -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:allow_user_segv_handler=1 UBSAN_OPTIONS=print_stacktrace=1 \
 	  $(CTEST) --test-dir $(BUILD)/sanitize --output-on-failure -j $(JOBS)
+
+# The tests that exercise threads, under ThreadSanitizer.
+TSAN_TESTS := qel_events_tests
+test-tsan: deps
+	$(CMAKE) -S . -B $(BUILD)/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_WERROR=ON -DQEL_TSAN=ON -DQEL_BUILD_TOOLS=OFF
+	$(CMAKE) --build $(BUILD)/tsan -j $(JOBS) --target $(TSAN_TESTS)
+	@for t in $(TSAN_TESTS); do echo "== $$t (ThreadSanitizer)"; \
+	  TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $$(find $(BUILD)/tsan/tests -type f -name $$t) || exit 1; done
 
 # Installs the library into a staging prefix and builds the example host
 # against it with find_package(QEL).
