@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t kBytes = std::size_t(10000000) * 24;
 
 class CBlob : public ISerialisable {
-public:
+  public:
     bool Serialise(CExportData* data) const override {
         data->SetClassIdentifier(CQEL_String::FromASCII("B0000000-0000-4000-8000-000000000240"));
         data->SetTypeName(CQEL_String::FromASCII("QEL_BenchBlob"));
@@ -68,7 +68,8 @@ BENCHMARK(BM_QEL_Export)->Arg(0)->Arg(1)->ArgName("key")->Unit(benchmark::kMilli
 
 void BM_QEL_Import(benchmark::State& state) {
     static CObjectCreator<CBlob> creator;
-    CQELParser::RegisterObjectCreator(CQEL_String::FromASCII("B0000000-0000-4000-8000-000000000240"), &creator);
+    CQELParser::RegisterObjectCreator(CQEL_String::FromASCII("B0000000-0000-4000-8000-000000000240"),
+                                      &creator);
     CQEL_Array<ISerialisable const*> objects;
     objects.PushBack(&Blob(), 1);
     CQELParser parser;
