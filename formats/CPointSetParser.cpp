@@ -43,28 +43,14 @@ class CPointSectionAppender {
     explicit CPointSectionAppender(CPointSet& target) : m_target(target) { m_rows.reserve(kBatch); }
     ~CPointSectionAppender() = default;
 
-    // Points now go to the target's last section (made if there is none).
-    void UseLastSection() {
-        Flush();
-        m_section =
-            m_target.GetNumSec() > 0 ? &m_target.GetTail() : &CPointSetParser::AppendSection(m_target);
-    }
-    // Points now go to the target's first section (made if there is none).
-    void UseFirstSection() {
-        Flush();
-        m_section =
-            m_target.GetNumSec() > 0 ? &m_target.GetHead() : &CPointSetParser::AppendSection(m_target);
-    }
-    // Points now go to a new section at the end of the target; an empty last
-    // section is used instead of adding another.
-    void StartSection() {
-        Flush();
-        if (m_target.GetNumSec() > 0 && m_target.GetTail().GetNumPts() == 0)
-            m_section = &m_target.GetTail();
-        else
-            m_section = &CPointSetParser::AppendSection(m_target);
-    }
-    bool HasSection() const { return m_section != nullptr; }
+    // Points now go to the target's last section, its first, or a new
+    // section at its end. The section is found (or made) when the first point
+    // arrives, so that no empty section is ever added.
+    void UseLastSection() { Target(ETarget::Last); }
+    void UseFirstSection() { Target(ETarget::First); }
+    void StartSection() { Target(ETarget::New); }
+    // Whether any of the three was called.
+    bool HasSection() const { return m_started; }
 
     // The attributes the next rows carry (added to the section).
     void SetAttributes(CPtsData flags) {
@@ -80,6 +66,7 @@ class CPointSectionAppender {
     void Flush() {
         if (m_rows.empty()) return;
         static CQEL_Operation const op("QEL::Core::CPointSetParser::Read");
+        if (!m_section) m_section = &Resolve();
         CPointSet_Section& section = *m_section;
         int const base = section.GetNumPts();
         int const count = int(m_rows.size());
@@ -109,11 +96,28 @@ class CPointSectionAppender {
     int Points() const { return m_points; }
 
   private:
+    enum class ETarget { Last, First, New };
+
+    void Target(ETarget target) {
+        Flush();
+        m_kind = target;
+        m_section = nullptr;
+        m_started = true;
+    }
+    CPointSet_Section& Resolve() {
+        int const sections = m_target.GetNumSec();
+        if (m_kind == ETarget::Last && sections > 0) return m_target.GetTail();
+        if (m_kind == ETarget::First && sections > 0) return m_target.GetHead();
+        return CPointSetParser::AppendSection(m_target);
+    }
+
     static constexpr int kBatch = 1 << 16;
     static constexpr int kMaxPoints = 1000000000;
 
     CPointSet& m_target;
     CPointSet_Section* m_section = nullptr;
+    ETarget m_kind = ETarget::Last;
+    bool m_started = false;
     CPtsData m_flags = CPtsData::def;
     std::vector<SPointRow> m_rows;
     int m_points = 0;

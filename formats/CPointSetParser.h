@@ -17,8 +17,8 @@
 //
 // Readers add to the target without clearing it: ".dat" points join the
 // target's last section, ".cut" moves its first; a ".bin" marker and an
-// ".asc" "scan" line start a new section (an empty last section is used
-// instead of adding another). Text is read line by line; numbers are read as
+// ".asc" "scan" line start a new section. Sections are made as their first
+// point arrives: no reader adds an empty section. Text is read line by line; numbers are read as
 // sscanf's "%lf" reads them, and a line with too few numbers is skipped with a
 // warning counting such lines. After reading, each reader sends the text
 // "  a total of %d points were read from the file" (".cut" also "  a total of
