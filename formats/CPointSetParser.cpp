@@ -40,7 +40,7 @@ struct SPointRow {
 // batches, so that the section grows once per batch rather than per point.
 class CPointSectionAppender {
   public:
-    explicit CPointSectionAppender(CPointSet& target) : m_target(target) { m_rows.reserve(kBatch); }
+    explicit CPointSectionAppender(CPointSet& target) : m_target(target) {}
     ~CPointSectionAppender() = default;
 
     // Points now go to the target's last section, its first, or a new

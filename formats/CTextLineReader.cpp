@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -14,8 +15,10 @@
 namespace QEL::Core {
 
 namespace {
-// The buffer holds one longest line and a read-ahead block.
-constexpr std::int64_t kBufferBytes = 2 * CTextLineReader::kMaxLineBytes;
+// The buffer starts small and doubles while a line does not fit, up to room
+// for one longest line and a read-ahead block.
+constexpr std::int64_t kFirstBufferBytes = 1 << 16;
+constexpr std::int64_t kMaxBufferBytes = 2 * CTextLineReader::kMaxLineBytes;
 }  // namespace
 
 CTextLineReader::CTextLineReader() = default;
@@ -34,7 +37,8 @@ bool CTextLineReader::Open(char const* path) {
         return false;
     }
     m_fileSize = info.st_size;
-    m_buffer = std::make_unique_for_overwrite<char[]>(std::size_t(kBufferBytes));
+    m_capacity = kFirstBufferBytes;
+    m_buffer = std::make_unique_for_overwrite<char[]>(std::size_t(m_capacity));
     return true;
 }
 
@@ -44,9 +48,15 @@ bool CTextLineReader::Fill() {
         std::memmove(m_buffer.get(), m_buffer.get() + m_begin, std::size_t(m_end - m_begin));
         m_end -= m_begin;
         m_begin = 0;
+    } else if (m_end == m_capacity && m_capacity < kMaxBufferBytes) {
+        std::int64_t const capacity = std::min(2 * m_capacity, kMaxBufferBytes);
+        auto grown = std::make_unique_for_overwrite<char[]>(std::size_t(capacity));
+        std::memcpy(grown.get(), m_buffer.get(), std::size_t(m_end));
+        m_buffer = std::move(grown);
+        m_capacity = capacity;
     }
-    while (m_end < kBufferBytes) {
-        ssize_t const got = ::read(m_fd, m_buffer.get() + m_end, std::size_t(kBufferBytes - m_end));
+    while (m_end < m_capacity) {
+        ssize_t const got = ::read(m_fd, m_buffer.get() + m_end, std::size_t(m_capacity - m_end));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0)
             op.Throw(QEL_FILE_READ_ERROR, "path",
@@ -57,7 +67,6 @@ bool CTextLineReader::Fill() {
             break;
         }
         m_end += got;
-        if (m_end - m_begin >= kMaxLineBytes) break;  // enough for the next line
     }
     return m_end > m_begin;
 }

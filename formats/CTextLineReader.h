@@ -38,6 +38,7 @@ class CTextLineReader {
 
     int m_fd = -1;
     std::unique_ptr<char[]> m_buffer;
+    std::int64_t m_capacity = 0;
     std::int64_t m_begin = 0;  // first unread byte in the buffer
     std::int64_t m_end = 0;    // end of the bytes in the buffer
     bool m_eof = false;
