@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -88,37 +89,42 @@ void BM_Reference_Memcpy120MB(benchmark::State& state) {
 }
 BENCHMARK(BM_Reference_Memcpy120MB)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-template <bool (*Write)(CQEL_String const&, CPointSet const&, bool, SPointFileOptions const&)>
-void BM_Text_Write(benchmark::State& state, char const* extension) {
+using WriteFn = bool (*)(CQEL_String const&, CPointSet const&, bool, SPointFileOptions const&);
+using ReadFn = bool (*)(CQEL_String const&, CPointSet*);
+
+void TextWrite(benchmark::State& state, WriteFn write, char const* extension) {
     CQEL_String const path = CQEL_String::FromASCII(TempPath(extension).c_str());
     for (auto _ : state)
-        Write(path, Points(kTextPoints), false, {});
+        write(path, Points(kTextPoints), false, {});
     state.SetItemsProcessed(state.iterations() * kTextPoints);
 }
-template <bool (*Write)(CQEL_String const&, CPointSet const&, bool, SPointFileOptions const&),
-          bool (*Read)(CQEL_String const&, CPointSet*)>
-void BM_Text_Read(benchmark::State& state, char const* extension) {
+void TextRead(benchmark::State& state, WriteFn write, ReadFn read, char const* extension) {
     CQEL_String const path = CQEL_String::FromASCII(TempPath(extension).c_str());
-    Write(path, Points(kTextPoints), false, {});
+    write(path, Points(kTextPoints), false, {});
     for (auto _ : state) {
         CPointSet set;
-        Read(path, &set);
+        read(path, &set);
         benchmark::DoNotOptimize(set.GetNumPts());
     }
     state.SetItemsProcessed(state.iterations() * kTextPoints);
 }
-BENCHMARK_CAPTURE((BM_Text_Write<&CPointSetParser::WriteDATFile>), dat, ".dat")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
-BENCHMARK_CAPTURE((BM_Text_Read<&CPointSetParser::WriteDATFile, &CPointSetParser::ReadDATFile>), dat, ".dat")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
-BENCHMARK_CAPTURE((BM_Text_Write<&CPointSetParser::WriteASCFile>), asc, ".asc")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
-BENCHMARK_CAPTURE((BM_Text_Read<&CPointSetParser::WriteASCFile, &CPointSetParser::ReadASCFile>), asc, ".asc")
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime();
+
+void BM_DAT_Write(benchmark::State& state) {
+    TextWrite(state, &CPointSetParser::WriteDATFile, ".dat");
+}
+void BM_DAT_Read(benchmark::State& state) {
+    TextRead(state, &CPointSetParser::WriteDATFile, &CPointSetParser::ReadDATFile, ".dat");
+}
+void BM_ASC_Write(benchmark::State& state) {
+    TextWrite(state, &CPointSetParser::WriteASCFile, ".asc");
+}
+void BM_ASC_Read(benchmark::State& state) {
+    TextRead(state, &CPointSetParser::WriteASCFile, &CPointSetParser::ReadASCFile, ".asc");
+}
+BENCHMARK(BM_DAT_Write)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DAT_Read)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ASC_Write)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ASC_Read)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // References: the same ".dat" text parsed from memory by std::from_chars and
 // by sscanf, and printed by snprintf("%g").
@@ -147,13 +153,20 @@ void BM_Reference_Sscanf(benchmark::State& state) {
     CPointSetParser::WriteDATFile(CQEL_String::FromASCII(path.c_str()), Points(kTextPoints), false);
     std::string const text = Slurp(path);
     for (auto _ : state) {
+        // Line by line through a small buffer: sscanf on the whole text would
+        // measure strlen of the rest of the file on every call.
         double sum = 0, x, y, z;
+        char line[128];
         char const* p = text.data();
-        while (*p) {
-            if (std::sscanf(p, "%lf %lf %lf", &x, &y, &z) == 3) sum += x + y + z;
-            p = std::strchr(p, '\n');
-            if (!p) break;
-            ++p;
+        char const* const end = p + text.size();
+        while (p < end) {
+            char const* newline = static_cast<char const*>(std::memchr(p, '\n', std::size_t(end - p)));
+            if (!newline) newline = end;
+            std::size_t const length = std::min<std::size_t>(std::size_t(newline - p), sizeof line - 1);
+            std::memcpy(line, p, length);
+            line[length] = 0;
+            if (std::sscanf(line, "%lf %lf %lf", &x, &y, &z) == 3) sum += x + y + z;
+            p = newline + 1;
         }
         benchmark::DoNotOptimize(sum);
     }
