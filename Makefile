@@ -8,7 +8,7 @@ CTEST ?= ctest
 BUILD := build
 SOURCES_TO_FORMAT = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install format format-check bench clean
+.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check bench clean
 
 all: build
 
@@ -26,7 +26,7 @@ run: build
 	$(BUILD)/dev/tools/qel/qel --version
 	$(BUILD)/dev/tools/qel/qel tour
 
-test: deps format-check test-dev test-sanitize test-tsan test-install
+test: deps format-check test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."
 
 test-dev: build
@@ -54,6 +54,25 @@ test-install: build
 	$(CMAKE) -S examples/host -B $(BUILD)/example -DCMAKE_PREFIX_PATH=$(CURDIR)/$(BUILD)/stage
 	$(CMAKE) --build $(BUILD)/example -j $(JOBS)
 	LD_LIBRARY_PATH=$(CURDIR)/$(BUILD)/stage/lib $(BUILD)/example/qel_example_host
+
+# Each file reader under libFuzzer for FUZZ_SECONDS, starting from the seeds
+# in tests/fuzz/seeds (clang 16: clang 14 lacks std::source_location). A finding stops the run; its input is left
+# in the build folder to become a regression test.
+FUZZ_SECONDS ?= 20
+FUZZ_TARGETS = qel qel_key
+test-fuzz: deps
+	CXX=clang++-16 $(CMAKE) -S . -B $(BUILD)/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_BUILD_FUZZ=ON \
+	  -DQEL_BUILD_TESTS=OFF -DQEL_BUILD_TOOLS=OFF
+	$(CMAKE) --build $(BUILD)/fuzz -j $(JOBS) --target $(addprefix qel_fuzz_,$(FUZZ_TARGETS))
+	@for t in $(FUZZ_TARGETS); do \
+	  corpus=$(BUILD)/fuzz/corpus/$$t; rm -rf $$corpus; mkdir -p $$corpus; cp tests/fuzz/seeds/$$t/* $$corpus/; \
+	  echo "== fuzzing $$t for $(FUZZ_SECONDS) s"; \
+	  ASAN_OPTIONS=allow_user_segv_handler=1:detect_leaks=1 $(BUILD)/fuzz/fuzz/qel_fuzz_$$t $$corpus \
+	    -max_total_time=$(FUZZ_SECONDS) -max_len=65536 -rss_limit_mb=2048 -print_final_stats=0 \
+	    -artifact_prefix=$(BUILD)/fuzz/finding_$$t- 2>$(BUILD)/fuzz/$$t.log \
+	    || { tail -50 $(BUILD)/fuzz/$$t.log; exit 1; }; \
+	  grep -E '^Done [0-9]+ runs' $(BUILD)/fuzz/$$t.log || true; \
+	done
 
 format:
 	clang-format -i $(SOURCES_TO_FORMAT)

@@ -18,5 +18,7 @@ void AddTourCommand(CLI::App& app);
 
 // Sections, points, attributes, bounding box, centre of mass and memory of set.
 void PrintPointSetSummary(char const* shape, QEL::Core::CPointSet const& set);
+// `qel info FILE [--key KEY]`: what a file holds.
+void AddInfoCommand(CLI::App& app);
 
 }  // namespace QEL::Tool

@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
     QEL::Tool::AddAboutCommand(app);
     QEL::Tool::AddCreateCommand(app);
     QEL::Tool::AddTourCommand(app);
+    QEL::Tool::AddInfoCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+// The building blocks of the text point formats: number scanning against
+// sscanf, line reading, and writing that never destroys the file it replaces.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "core/CQEL_Exception.h"
+#include "formats/COutputFile.h"
+#include "formats/CTextLineReader.h"
+#include "formats/QEL_TextNumbers.h"
+
+using namespace QEL::Core;
+
+namespace {
+
+std::filesystem::path TempDir() {
+    auto dir = std::filesystem::temp_directory_path() / ("qel_text_test_" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    return dir;
+}
+
+std::string ReadAll(std::filesystem::path const& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// sscanf's reading of the same line, as the oracle.
+int Sscanf(std::string const& line, double* v) {
+    return std::sscanf(line.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf", v, v + 1, v + 2, v + 3, v + 4,
+                       v + 5, v + 6, v + 7, v + 8);
+}
+
+}  // namespace
+
+TEST(TextNumbers, ScanDoublesAgreesWithSscanf) {
+    std::vector<std::string> lines = {"1 2 3",
+                                      "  -1.5e3\t+2.25  .5 ",
+                                      "1.5-2.5+3",
+                                      "4 5 x 6",
+                                      "1e 2",
+                                      "1e+",
+                                      "inf -INFINITY nan",
+                                      "+-1",
+                                      "- 1",
+                                      "0.1 0.2 0.30000000000000004 1e-320 1e400 -1e400",
+                                      "12345678901234567890.5",
+                                      "9 8 7 6 5 4 3 2 1 0",
+                                      "",
+                                      "   ",
+                                      "scan x y z",
+                                      "7,8",
+                                      "3.",
+                                      ".e5",
+                                      "-.5E-2",
+                                      "1e308",
+                                      "2.2250738585072011e-308"};
+    std::mt19937 random(42);
+    std::uniform_real_distribution<double> value(-1e6, 1e6);
+    for (int i = 0; i < 200; ++i) {
+        char buffer[128];
+        std::snprintf(buffer, sizeof buffer, "%.17g %.9g %g", value(random), value(random), value(random));
+        lines.push_back(buffer);
+    }
+    for (std::string const& line : lines) {
+        SCOPED_TRACE(line);
+        double expected[9] = {}, got[9] = {};
+        int const n = Sscanf(line, expected);
+        int const m = Text::ScanDoubles(line, got, 9);
+        ASSERT_EQ(m, std::max(n, 0));
+        for (int k = 0; k < m; ++k) {
+            if (std::isnan(expected[k]))
+                EXPECT_TRUE(std::isnan(got[k]));
+            else
+                EXPECT_EQ(got[k], expected[k]) << k;
+        }
+    }
+}
+
+TEST(TextNumbers, PrintDoubleMatchesPrintfG) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> value(-1e7, 1e7);
+    for (double v : {0.0, -0.0, 1.0, 1e6, 1e-5, 123456.5, 1234567.0, 0.1}) {
+        char expected[64], got[32];
+        std::snprintf(expected, sizeof expected, "%g", v);
+        *Text::PrintDouble(got, v, 6) = 0;
+        EXPECT_STREQ(got, expected);
+    }
+    for (int i = 0; i < 100; ++i) {
+        double const v = value(random);
+        char expected[64], got[32];
+        std::snprintf(expected, sizeof expected, "%.17g", v);
+        *Text::PrintDouble(got, v, 17) = 0;
+        EXPECT_STREQ(got, expected);
+        EXPECT_EQ(std::strtod(got, nullptr), v);
+    }
+}
+
+TEST(TextLineReader, SplitsLinesOfEveryEndingAndRefusesHugeLines) {
+    auto const path = TempDir() / "lines.txt";
+    std::string const longLine(3 * (1 << 18), 'a');  // longer than one read, shorter than the limit
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << "one\r\ntwo\n\nthree\r\n" << longLine << "\nlast";
+    }
+    CTextLineReader reader;
+    ASSERT_TRUE(reader.Open(path.c_str()));
+    std::vector<std::string> lines;
+    std::string_view line;
+    while (reader.NextLine(line))
+        lines.emplace_back(line);
+    ASSERT_EQ(lines.size(), 6u);
+    EXPECT_EQ(lines[0], "one");
+    EXPECT_EQ(lines[2], "");
+    EXPECT_EQ(lines[3], "three");
+    EXPECT_EQ(lines[4], longLine);
+    EXPECT_EQ(lines[5], "last");
+    EXPECT_EQ(reader.Consumed(), reader.FileSize());
+
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << "x\n" << std::string(CTextLineReader::kMaxLineBytes + 10, 'b');
+    }
+    CTextLineReader huge;
+    ASSERT_TRUE(huge.Open(path.c_str()));
+    ASSERT_TRUE(huge.NextLine(line));
+    try {
+        huge.NextLine(line);
+        ADD_FAILURE() << "no exception";
+    } catch (CQEL_Exception const& e) {
+        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
+        EXPECT_NE(std::string(e.what()).find("Line 2 is longer"), std::string::npos);
+    }
+    CTextLineReader missing;
+    EXPECT_FALSE(missing.Open((TempDir() / "absent.txt").c_str()));
+    EXPECT_FALSE(missing.Open(TempDir().c_str()));  // a folder
+    std::filesystem::remove_all(TempDir());
+}
+
+TEST(OutputFile, KeepsTheOldFileUnlessCommitted) {
+    auto const path = TempDir() / "out.txt";
+    {
+        std::ofstream out(path, std::ios::binary);
+        out << "old";
+    }
+    {
+        COutputFile file;
+        ASSERT_TRUE(file.Open(path.string(), false));
+        file.Write("new");
+    }  // not committed
+    EXPECT_EQ(ReadAll(path), "old");
+    {
+        COutputFile file;
+        ASSERT_TRUE(file.Open(path.string(), true));
+        file.Write(std::string(3 << 20, 'z'));  // past the buffer: reaches the file
+    }
+    EXPECT_EQ(ReadAll(path), "old");  // cut back
+    {
+        COutputFile file;
+        ASSERT_TRUE(file.Open(path.string(), true));
+        file.Write("+more");
+        file.Commit();
+    }
+    EXPECT_EQ(ReadAll(path), "old+more");
+    {
+        COutputFile file;
+        ASSERT_TRUE(file.Open(path.string(), false));
+        file.Write("new");
+        file.Commit();
+    }
+    EXPECT_EQ(ReadAll(path), "new");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(TempDir()), {}), 1);  // no leftovers
+    COutputFile nowhere;
+    EXPECT_FALSE(nowhere.Open((TempDir() / "no" / "such.txt").string(), false));
+    std::filesystem::remove_all(TempDir());
+}
