@@ -1,23 +1,49 @@
 // SPDX-License-Identifier: MIT
-// The point set's record of the native container. The container (formats/)
-// owns the record layout; until it is linked in, a point set cannot be
-// written or read, and says so.
+// The point set's record of the native container: the entity names itself,
+// the record layout lives in CPointSet_QELParser.
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <memory>
+#include <typeinfo>
+
+#include "core/CExportData.h"
+#include "core/CImportData.h"
 #include "core/CQEL_Operation.h"
 #include "entities/CPointSet.h"
+#include "entities/CPointSet_QELParser.h"
 
 namespace QEL::Core {
 
-bool CPointSet::Serialise(CExportData*) const {
+namespace {
+
+// The run-time class name in the form files carry ("class QEL::Core::CPointSet").
+CQEL_String RunTimeClassName(std::type_info const& type) {
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> const name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+    return CQEL_String::FromASCII("class ") + CQEL_String::FromASCII(status == 0 ? name.get() : type.name());
+}
+
+}  // namespace
+
+bool CPointSet::Serialise(CExportData* data) const {
     static CQEL_Operation const op("QEL::Core::CPointSet::Serialise");
-    return op.Run([&]() -> bool {
-        op.Throw(QEL_INVALID_OPERATION, "", "The native container is not part of this build");
+    return op.Run([&] {
+        op.Check(data != nullptr, QEL_NULL_PARAMETER, "data", "Null Pointer");
+        data->SetClassIdentifier(GetClassGUID());
+        data->SetClassName(RunTimeClassName(typeid(*this)));
+        CPointSet_QELParser::Serialise(*this, data);
+        return true;
     });
 }
 
-bool CPointSet::Deserialise(CImportData*) {
+bool CPointSet::Deserialise(CImportData* data) {
     static CQEL_Operation const op("QEL::Core::CPointSet::Deserialise");
-    return op.Run([&]() -> bool {
-        op.Throw(QEL_INVALID_OPERATION, "", "The native container is not part of this build");
+    return op.Run([&] {
+        op.Check(data != nullptr, QEL_NULL_PARAMETER, "data", "Null Pointer");
+        CPointSet_QELParser::Deserialise(*this, data);
+        return true;
     });
 }
 

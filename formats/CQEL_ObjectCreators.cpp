@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "formats/CQEL_ObjectCreators.h"
 
+#include <iterator>
+
+#include "entities/CPointSet.h"
 #include "formats/IObjectCreator.h"
 
 namespace QEL::Core {
 
 SLibraryObjectCreator const* GetLibraryObjectCreators(int& count) {
-    // Entities add their row here as they gain a record format.
+    // The creators live as long as the process: never destroyed, never unregistered by exit.
     static SLibraryObjectCreator const table[] = {
-        {nullptr, nullptr},
+        {CPointSet::kClassGUID, new CObjectCreator<CPointSet>},
     };
-    count = 0;
+    count = int(std::size(table));
     return table;
 }
 

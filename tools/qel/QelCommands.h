@@ -20,5 +20,7 @@ void AddTourCommand(CLI::App& app);
 void PrintPointSetSummary(char const* shape, QEL::Core::CPointSet const& set);
 // `qel info FILE [--key KEY]`: what a file holds.
 void AddInfoCommand(CLI::App& app);
+// `qel convert IN OUT [--key KEY] [--append]`: between point formats and .qel.
+void AddConvertCommand(CLI::App& app);
 
 }  // namespace QEL::Tool

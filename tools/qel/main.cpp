@@ -34,6 +34,7 @@ int main(int argc, char** argv) {
     QEL::Tool::AddCreateCommand(app);
     QEL::Tool::AddTourCommand(app);
     QEL::Tool::AddInfoCommand(app);
+    QEL::Tool::AddConvertCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {
