@@ -21,10 +21,19 @@ $(BUILD)/dev/CMakeCache.txt:
 build: deps $(BUILD)/dev/CMakeCache.txt
 	$(CMAKE) --build $(BUILD)/dev -j $(JOBS)
 
-# A short tour: several shapes created and summarised, and one refused request.
+# A short tour: several shapes created and summarised, one refused request,
+# then a sphere saved to an enciphered container, read back and converted.
+QEL_TOOL = $(BUILD)/dev/tools/qel/qel
+RUN_DIR = $(BUILD)/run
 run: build
-	$(BUILD)/dev/tools/qel/qel --version
-	$(BUILD)/dev/tools/qel/qel tour
+	$(QEL_TOOL) --version
+	$(QEL_TOOL) tour
+	@mkdir -p $(RUN_DIR)
+	$(QEL_TOOL) create sphere --centre 0,0,0 --spacing 0.5 --radius 10 -o $(RUN_DIR)/sphere.qel --key tour-key
+	$(QEL_TOOL) info $(RUN_DIR)/sphere.qel --key tour-key
+	$(QEL_TOOL) convert $(RUN_DIR)/sphere.qel $(RUN_DIR)/sphere.asc --key tour-key
+	$(QEL_TOOL) convert $(RUN_DIR)/sphere.asc $(RUN_DIR)/sphere.bin
+	$(QEL_TOOL) info $(RUN_DIR)/sphere.bin
 
 test: deps format-check test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."

@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "PointFiles.h"
 #include "QelCommands.h"
 #include "qel.h"
 
@@ -76,17 +77,6 @@ CQEL_Array<CPoint3<double>> ParsePoints(std::string const& text, std::string con
     return points;
 }
 
-// --- summary -----------------------------------------------------------------------------
-
-std::string AttributeNames(CPtsData flags) {
-    static char const* const names[] = {"def", "nms", "cuv", "cpt", "cnm", "col",
-                                        "err", "vel", "sta", "ind", "usr"};
-    std::string text;
-    for (int i = 0; i < CPtsData::kCount; ++i)
-        if (flags.Contains(CPtsData(1u << i))) text += (text.empty() ? "" : " ") + std::string(names[i]);
-    return text;
-}
-
 }  // namespace
 
 void PrintPointSetSummary(char const* shape, CPointSet const& set) {
@@ -138,6 +128,9 @@ class CShape {
     CShape(CLI::App& create, char const* name, char const* description) : m_name(name) {
         m_app = create.add_subcommand(name, description);
         m_app->callback([this] { Run(); });
+        m_app->add_option("-o,--output", m_output,
+                          "Also write the point set to this file (.qel .asc .dat .bin .cut)");
+        m_app->add_option("--key", m_key, "Encipher a .qel output with this key");
     }
     CShape& Point(char const* name, char const* description, char const* fallback = nullptr) {
         auto* option = m_app->add_option(std::string("--") + name, m_options.text[name], description);
@@ -184,6 +177,10 @@ class CShape {
             MakeSource(options);
         m_action(create, options);
         PrintPointSetSummary(m_name, set);
+        if (!m_output.empty()) {
+            WritePointSets(m_output, {&set}, m_key, false, 17);
+            std::printf("  written to:     %s%s\n", m_output.c_str(), m_key.empty() ? "" : " (enciphered)");
+        }
     }
     void MakeSource(SOptions& options) {
         auto const& points = options.text["source-points"];
@@ -209,6 +206,7 @@ class CShape {
     char const* m_name;
     CLI::App* m_app = nullptr;
     SOptions m_options;
+    std::string m_output, m_key;
     std::shared_ptr<CPointSet> m_source;
     std::function<void(CPointSet_Create&, SOptions const&)> m_action;
 };

@@ -61,7 +61,8 @@ void ShowPointSet(CPointSet const& set, std::string const& title) {
         std::printf("  bounding box: (%g, %g, %g) to (%g, %g, %g)\n", lo.x, lo.y, lo.z, hi.x, hi.y, hi.z);
     }
     for (int s = 0; s < set.GetNumSec() && s < 8; ++s)
-        std::printf("  section %d: %d points, %s\n", s, set.get_Sec(s).GetNumPts(),
+        std::printf("  section %d: %d point%s, %s\n", s, set.get_Sec(s).GetNumPts(),
+                    set.get_Sec(s).GetNumPts() == 1 ? "" : "s",
                     AttributeNames(set.get_Sec(s).GetMetaDataFlags()).c_str());
     if (set.GetNumSec() > 8) std::printf("  ... %d more sections\n", set.GetNumSec() - 8);
 }
