@@ -25,6 +25,9 @@
 
 namespace QEL::Core {
 
+// A point set counts its points in an int; readers stop well before.
+constexpr int kMaxPointsInSet = 1000000000;
+
 // --- adding points to a section in batches -------------------------------------
 
 // One point as a reader sees it: every attribute the text formats carry.
@@ -58,39 +61,54 @@ class CPointSectionAppender {
         m_flags = flags;
     }
 
-    void Add(SPointRow const& row) {
-        m_rows.push_back(row);
-        if (int(m_rows.size()) == kBatch) Flush();
+    // The row of the next point, all zero; it is added by the next call.
+    SPointRow& NextRow() {
+        if (m_count == kBatch) Flush();
+        SPointRow& row = m_rows[std::size_t(m_count++)];
+        row = SPointRow{};
+        return row;
+    }
+    // A point with a position only: the other fields of its row are never read
+    // unless the attributes say so, and then rows come through NextRow.
+    void AddPosition(double x, double y, double z) {
+        if (m_count == kBatch) Flush();
+        SPointRow& row = m_rows[std::size_t(m_count++)];
+        row.x = x, row.y = y, row.z = z;
     }
 
     void Flush() {
-        if (m_rows.empty()) return;
+        if (m_count == 0) return;
         static CQEL_Operation const op("QEL::Core::CPointSetParser::Read");
         if (!m_section) m_section = &Resolve();
         CPointSet_Section& section = *m_section;
         int const base = section.GetNumPts();
-        int const count = int(m_rows.size());
-        if (std::int64_t(m_target.GetNumPts()) + count > kMaxPoints)
+        int const count = m_count;
+        if (std::int64_t(m_target.GetNumPts()) + count > kMaxPointsInSet)
             op.Throw(QEL_INVALID_POINTSET, "target",
-                     CQEL_String::FromFormat("A point set holds at most %d points", kMaxPoints));
+                     CQEL_String::FromFormat("A point set holds at most %d points", kMaxPointsInSet));
         section.AddMetaData(m_flags);
         section.CheckSpace(base + count, section.GetMetaDataFlags());
+        // Positions in one pass over the section's array (one change mark).
+        CPointSet_Section::Point* const points = section.EditPts().data() + base;
+        for (int r = 0; r < count; ++r) {
+            SPointRow const& row = m_rows[std::size_t(r)];
+            points[r].x = row.x, points[r].y = row.y, points[r].z = row.z;
+        }
         bool const normals = m_flags.Contains(CPtsData::nms);
         bool const uvs = m_flags.Contains(CPtsData::cuv);
         bool const errors = m_flags.Contains(CPtsData::err);
         bool const vels = m_flags.Contains(CPtsData::vel);
-        for (int r = 0; r < count; ++r) {
-            SPointRow const& row = m_rows[std::size_t(r)];
-            int const at = base + r;
-            auto& point = section.get_Pts(at);
-            point.x = row.x, point.y = row.y, point.z = row.z;
-            if (normals) section.set_Nms(at, CVector3<double>(row.i, row.j, row.k));
-            if (uvs) section.set_CUV(at, CPoint2<double>(row.u, row.v));
-            if (errors) section.set_Err(at, row.e);
-            if (vels) section.set_Vel(at, row.vel);
-        }
+        if (normals || uvs || errors || vels)
+            for (int r = 0; r < count; ++r) {
+                SPointRow const& row = m_rows[std::size_t(r)];
+                int const at = base + r;
+                if (normals) section.set_Nms(at, CVector3<double>(row.i, row.j, row.k));
+                if (uvs) section.set_CUV(at, CPoint2<double>(row.u, row.v));
+                if (errors) section.set_Err(at, row.e);
+                if (vels) section.set_Vel(at, row.vel);
+            }
         m_points += count;
-        m_rows.clear();
+        m_count = 0;
     }
 
     int Points() const { return m_points; }
@@ -111,15 +129,16 @@ class CPointSectionAppender {
         return CPointSetParser::AppendSection(m_target);
     }
 
-    static constexpr int kBatch = 1 << 16;
-    static constexpr int kMaxPoints = 1000000000;
+    // Small enough for the rows to stay in cache between parse and copy.
+    static constexpr int kBatch = 2048;
 
     CPointSet& m_target;
     CPointSet_Section* m_section = nullptr;
     ETarget m_kind = ETarget::Last;
     bool m_started = false;
     CPtsData m_flags = CPtsData::def;
-    std::vector<SPointRow> m_rows;
+    std::vector<SPointRow> m_rows = std::vector<SPointRow>(kBatch);
+    int m_count = 0;  // rows in use
     int m_points = 0;
 };
 
@@ -272,6 +291,20 @@ void CheckOptions(CQEL_Operation const& op, SPointFileOptions const& options) {
 
 // --- readers ------------------------------------------------------------------------
 
+namespace {
+
+// A "scan" line (any case), with the text after the word in rest. Data lines
+// are told apart by their first character before any word is cut out.
+bool IsHeaderLine(std::string_view line, std::string_view& rest) {
+    std::size_t first = 0;
+    while (first < line.size() && Text::IsSpace(line[first]))
+        ++first;
+    if (first == line.size() || (line[first] != 's' && line[first] != 'S')) return false;
+    return Text::EqualsNoCase(Text::FirstWord(line, &rest), "scan");
+}
+
+}  // namespace
+
 bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadASCFile");
     return op.Run([&] {
@@ -287,7 +320,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
             progress.Update(reader.Consumed());
             if (line.size() < 3) continue;
             std::string_view rest;
-            if (Text::EqualsNoCase(Text::FirstWord(line, &rest), "scan")) {
+            if (IsHeaderLine(line, rest)) {
                 columns = ParseHeader(rest, unknownNames);
                 appender.StartSection();
                 appender.SetAttributes(columns.flags);
@@ -301,10 +334,9 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
                 appender.SetAttributes(columns.flags);
             }
             if (n < columns.count) ++shortLines;
-            SPointRow row;
+            SPointRow& row = appender.NextRow();
             for (int c = 0; c < std::min(n, columns.count); ++c)
                 Assign(row, columns.column[std::size_t(c)], values[c]);
-            appender.Add(row);
         }
         appender.Flush();
         WarnSkipped(shortLines, "had fewer values than their section's columns; the missing ones read as 0");
@@ -339,9 +371,7 @@ bool CPointSetParser::ReadDATFile(CQEL_String const& path, CPointSet* target) {
                 if (Text::FirstWord(line).size() > 0) ++skipped;  // blank lines are not worth a warning
                 continue;
             }
-            SPointRow row;
-            row.x = values[0], row.y = values[1], row.z = values[2];
-            appender.Add(row);
+            appender.AddPosition(values[0], values[1], values[2]);
         }
         appender.Flush();
         WarnSkipped(skipped, "without three numbers were skipped");
@@ -349,6 +379,53 @@ bool CPointSetParser::ReadDATFile(CQEL_String const& path, CPointSet* target) {
         return true;
     });
 }
+
+namespace {
+
+// A ".bin" file read in blocks of whole 12-byte records, from the start as
+// often as asked: the reader walks it twice.
+class CBinRecords {
+  public:
+    CBinRecords(int fd, std::int64_t size, CQEL_String const& path) : m_fd(fd), m_size(size), m_path(path) {}
+
+    // Calls visit(records, count) for each block, from the start of the file.
+    template <class Visitor>
+    void ForEachBlock(CQEL_Operation const& op, Visitor&& visit) {
+        if (::lseek(m_fd, 0, SEEK_SET) != 0) Fail(op, 0);
+        std::int64_t done = 0;
+        while (done < m_size) {
+            std::int64_t const want = std::min<std::int64_t>(m_size - done, std::int64_t(m_buffer.size()));
+            std::int64_t got = 0;
+            while (got < want) {
+                ssize_t const n = ::read(m_fd, m_buffer.data() + got, std::size_t(want - got));
+                if (n < 0 && errno == EINTR) continue;
+                if (n <= 0) Fail(op, done + got);
+                got += n;
+            }
+            visit(m_buffer.data(), want / 12);
+            done += want;
+        }
+    }
+
+    static bool IsMarker(unsigned char const* record) {
+        static constexpr unsigned char kMarker[12] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                                      0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+        return std::memcmp(record, kMarker, 12) == 0;
+    }
+
+  private:
+    [[noreturn]] void Fail(CQEL_Operation const& op, std::int64_t at) const {
+        op.Throw(QEL_FILE_READ_ERROR, "path",
+                 CQEL_String::FromFormat("%s: read failure at byte %lld", m_path.GetArray(), (long long)at));
+    }
+
+    int m_fd;
+    std::int64_t m_size;
+    CQEL_String const& m_path;
+    std::vector<unsigned char> m_buffer = std::vector<unsigned char>(std::size_t(12) << 18);  // 3 MiB
+};
+
+}  // namespace
 
 bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadBINFile");
@@ -367,43 +444,71 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
             op.Throw(QEL_FILE_READ_ERROR, "path",
                      CQEL_String::FromFormat("%s: its %lld bytes are not a whole number of 12-byte records",
                                              path.GetArray(), (long long)size));
-        CProgressText progress(FileLabel("reading", path), size);
-        CPointSectionAppender appender(*target);
-        appender.UseLastSection();
-        constexpr std::int64_t kRecords = 1 << 16;
-        std::vector<unsigned char> buffer(std::size_t(kRecords * 12));
-        static constexpr unsigned char kMarker[12] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                                                      0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-        std::int64_t done = 0;
-        while (done < size) {
-            std::int64_t const want = std::min<std::int64_t>(size - done, kRecords * 12);
-            std::int64_t got = 0;
-            while (got < want) {
-                ssize_t const n = ::read(fd, buffer.data() + got, std::size_t(want - got));
-                if (n < 0 && errno == EINTR) continue;
-                if (n <= 0)
-                    op.Throw(QEL_FILE_READ_ERROR, "path",
-                             CQEL_String::FromFormat("%s: read failure at byte %lld", path.GetArray(),
-                                                     (long long)(done + got)));
-                got += n;
-            }
-            for (std::int64_t at = 0; at < want; at += 12) {
-                unsigned char const* record = buffer.data() + at;
-                if (std::memcmp(record, kMarker, 12) == 0) {
-                    appender.StartSection();
+        CProgressText progress(FileLabel("reading", path), 2 * size);
+        CBinRecords file(fd, size, path);
+
+        // First pass: the length of each run of points between markers, so
+        // that every section is sized once and filled in place.
+        std::vector<std::int64_t> runs;
+        std::int64_t run = 0, total = 0, seen = 0;
+        bool leadingMarker = false;
+        file.ForEachBlock(op, [&](unsigned char const* records, std::int64_t count) {
+            for (std::int64_t r = 0; r < count; ++r) {
+                if (!CBinRecords::IsMarker(records + 12 * r)) {
+                    ++run;
                     continue;
+                }
+                if (run > 0)
+                    runs.push_back(run);
+                else if (runs.empty())
+                    leadingMarker = true;
+                total += run;
+                run = 0;
+            }
+            seen += count;
+            progress.Report(12 * seen);
+        });
+        if (run > 0) runs.push_back(run);
+        total += run;
+        if (std::int64_t(target->GetNumPts()) + total > kMaxPointsInSet)
+            op.Throw(QEL_INVALID_POINTSET, "target",
+                     CQEL_String::FromFormat("A point set holds at most %d points", kMaxPointsInSet));
+
+        // Second pass: the points of run i go to the target's last section
+        // (the first run, unless a marker precedes it) or to a new section.
+        auto changed = [&] {
+            op.Throw(QEL_FILE_READ_ERROR, "path",
+                     CQEL_String::FromFormat("%s changed while it was being read", path.GetArray()));
+        };
+        std::size_t next = 0;
+        std::int64_t left = 0;
+        CPointSet_Section::Point* points = nullptr;
+        file.ForEachBlock(op, [&](unsigned char const* records, std::int64_t count) {
+            for (std::int64_t r = 0; r < count; ++r) {
+                unsigned char const* record = records + 12 * r;
+                if (CBinRecords::IsMarker(record)) {
+                    if (left > 0) changed();
+                    continue;
+                }
+                if (left == 0) {
+                    if (next == runs.size()) changed();
+                    bool const last = next == 0 && !leadingMarker && target->GetNumSec() > 0;
+                    CPointSet_Section& section = last ? target->GetTail() : AppendSection(*target);
+                    int const base = section.GetNumPts();
+                    left = runs[next++];
+                    section.CheckSpace(base + int(left), section.GetMetaDataFlags());
+                    points = section.EditPts().data() + base;
                 }
                 float xyz[3];
                 std::memcpy(xyz, record, 12);
-                SPointRow row;
-                row.x = xyz[0], row.y = xyz[1], row.z = xyz[2];
-                appender.Add(row);
+                points->x = xyz[0], points->y = xyz[1], points->z = xyz[2];
+                ++points, --left;
             }
-            done += want;
-            progress.Report(done);
-        }
-        appender.Flush();
-        ReportPoints(appender.Points());
+            seen += count;
+            progress.Report(12 * seen);
+        });
+        if (next != runs.size() || left != 0) changed();
+        ReportPoints(int(total));
         return true;
     });
 }
@@ -433,10 +538,9 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
                 feeds = true;
                 appender.SetAttributes(CPtsData::def | CPtsData::vel);
             }
-            SPointRow row;
+            SPointRow& row = appender.NextRow();
             row.x = values[0], row.y = values[1], row.z = values[2];
             row.vel = n == 4 ? values[3] / 60.0 : 0.0;
-            appender.Add(row);
         }
         appender.Flush();
         WarnSkipped(skipped, "without three numbers were skipped");

@@ -25,9 +25,23 @@ using namespace QEL::Core;
 
 namespace {
 
+// Files of this run, removed when it ends.
+struct STempFiles {
+    std::vector<std::string> paths;
+    ~STempFiles() {
+        for (auto const& path : paths)
+            std::filesystem::remove(path);
+    }
+};
+
 std::string TempPath(char const* name) {
-    return (std::filesystem::temp_directory_path() / ("qel_bench_" + std::to_string(::getpid()) + name))
-        .string();
+    static STempFiles files;
+    std::string path =
+        (std::filesystem::temp_directory_path() / ("qel_bench_" + std::to_string(::getpid()) + name))
+            .string();
+    if (std::find(files.paths.begin(), files.paths.end(), path) == files.paths.end())
+        files.paths.push_back(path);
+    return path;
 }
 
 CPointSet const& Points(int count) {
@@ -89,6 +103,28 @@ void BM_Reference_Memcpy120MB(benchmark::State& state) {
 }
 BENCHMARK(BM_Reference_Memcpy120MB)->Unit(benchmark::kMillisecond)->UseRealTime();
 
+// The floor of any ".bin" reader: the records already in memory, converted
+// into freshly allocated point storage (the page faults of a new point set
+// included), without a file or sections.
+void BM_Reference_BinToFreshPoints(benchmark::State& state) {
+    std::string const text = [] {
+        std::string const path = TempPath(".bin");
+        CPointSetParser::WriteBINFile(CQEL_String::FromASCII(path.c_str()), Points(kBinPoints), false);
+        return Slurp(path);
+    }();
+    for (auto _ : state) {
+        std::vector<CPointSet_Section::Point> points(std::size_t(text.size() / 12));
+        for (std::size_t i = 0; i < points.size(); ++i) {
+            float xyz[3];
+            std::memcpy(xyz, text.data() + 12 * i, 12);
+            points[i].x = xyz[0], points[i].y = xyz[1], points[i].z = xyz[2];
+        }
+        benchmark::DoNotOptimize(points.data());
+    }
+    state.SetItemsProcessed(state.iterations() * kBinPoints);
+}
+BENCHMARK(BM_Reference_BinToFreshPoints)->Unit(benchmark::kMillisecond)->UseRealTime();
+
 using WriteFn = bool (*)(CQEL_String const&, CPointSet const&, bool, SPointFileOptions const&);
 using ReadFn = bool (*)(CQEL_String const&, CPointSet*);
 
@@ -126,53 +162,83 @@ BENCHMARK(BM_DAT_Read)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ASC_Write)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_ASC_Read)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// References: the same ".dat" text parsed from memory by std::from_chars and
-// by sscanf, and printed by snprintf("%g").
-void BM_Reference_FromChars(benchmark::State& state) {
-    std::string const path = TempPath(".dat");
-    CPointSetParser::WriteDATFile(CQEL_String::FromASCII(path.c_str()), Points(kTextPoints), false);
-    std::string const text = Slurp(path);
+// References over the same bytes as each reader: the file's text parsed from
+// memory line by line by std::from_chars (no point set) and by sscanf.
+std::string TextOf(WriteFn write, char const* extension) {
+    std::string const path = TempPath(extension);
+    write(CQEL_String::FromASCII(path.c_str()), Points(kTextPoints), false, {});
+    return Slurp(path);
+}
+
+template <class ParseLine>
+double ForEachLine(std::string const& text, ParseLine&& parse) {
+    double sum = 0;
+    char const* p = text.data();
+    char const* const end = p + text.size();
+    while (p < end) {
+        char const* newline = static_cast<char const*>(std::memchr(p, '\n', std::size_t(end - p)));
+        if (!newline) newline = end;
+        sum += parse(p, newline);
+        p = newline + 1;
+    }
+    return sum;
+}
+
+void FromCharsReference(benchmark::State& state, WriteFn write, char const* extension) {
+    std::string const text = TextOf(write, extension);
     for (auto _ : state) {
-        double sum = 0;
-        char const* p = text.data();
-        char const* const end = p + text.size();
-        while (p < end) {
-            double v;
-            auto const r = std::from_chars(p, end, v);
-            sum += v;
-            p = r.ptr + 1;
-        }
+        double const sum = ForEachLine(text, [](char const* p, char const* end) {
+            double line = 0;
+            for (int k = 0; k < 3; ++k) {
+                while (p < end && *p == ' ')
+                    ++p;
+                double v;
+                auto const r = std::from_chars(p, end, v);
+                if (r.ptr == p) break;  // a header line
+                line += v;
+                p = r.ptr;
+            }
+            return line;
+        });
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * kTextPoints);
 }
-BENCHMARK(BM_Reference_FromChars)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-void BM_Reference_Sscanf(benchmark::State& state) {
-    std::string const path = TempPath(".dat");
-    CPointSetParser::WriteDATFile(CQEL_String::FromASCII(path.c_str()), Points(kTextPoints), false);
-    std::string const text = Slurp(path);
+void SscanfReference(benchmark::State& state, WriteFn write, char const* extension) {
+    std::string const text = TextOf(write, extension);
     for (auto _ : state) {
-        // Line by line through a small buffer: sscanf on the whole text would
-        // measure strlen of the rest of the file on every call.
-        double sum = 0, x, y, z;
-        char line[128];
-        char const* p = text.data();
-        char const* const end = p + text.size();
-        while (p < end) {
-            char const* newline = static_cast<char const*>(std::memchr(p, '\n', std::size_t(end - p)));
-            if (!newline) newline = end;
-            std::size_t const length = std::min<std::size_t>(std::size_t(newline - p), sizeof line - 1);
+        // Through a small line buffer: sscanf on the whole text would measure
+        // strlen of the rest of the file on every call.
+        double const sum = ForEachLine(text, [](char const* p, char const* end) {
+            char line[128];
+            std::size_t const length = std::min<std::size_t>(std::size_t(end - p), sizeof line - 1);
             std::memcpy(line, p, length);
             line[length] = 0;
-            if (std::sscanf(line, "%lf %lf %lf", &x, &y, &z) == 3) sum += x + y + z;
-            p = newline + 1;
-        }
+            double x, y, z;
+            return std::sscanf(line, "%lf %lf %lf", &x, &y, &z) == 3 ? x + y + z : 0.0;
+        });
         benchmark::DoNotOptimize(sum);
     }
     state.SetItemsProcessed(state.iterations() * kTextPoints);
 }
-BENCHMARK(BM_Reference_Sscanf)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_Reference_DAT_FromChars(benchmark::State& state) {
+    FromCharsReference(state, &CPointSetParser::WriteDATFile, ".dat");
+}
+void BM_Reference_DAT_Sscanf(benchmark::State& state) {
+    SscanfReference(state, &CPointSetParser::WriteDATFile, ".dat");
+}
+void BM_Reference_ASC_FromChars(benchmark::State& state) {
+    FromCharsReference(state, &CPointSetParser::WriteASCFile, ".asc");
+}
+void BM_Reference_ASC_Sscanf(benchmark::State& state) {
+    SscanfReference(state, &CPointSetParser::WriteASCFile, ".asc");
+}
+BENCHMARK(BM_Reference_DAT_FromChars)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Reference_DAT_Sscanf)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Reference_ASC_FromChars)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Reference_ASC_Sscanf)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_Reference_Printf(benchmark::State& state) {
     std::string const path = TempPath(".ref");

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -180,6 +181,44 @@ TEST_F(PointFiles, BIN_MarksSectionsAndAppendStartsANewOne) {
     for (int i = 0; i < 20; ++i) {
         CPoint3<double> const p = set.get_Pts(i % 10);
         EXPECT_EQ(CPoint3<double>(back.get_Pts(i)), CPoint3<double>(float(p.x), float(p.y), float(p.z)));
+    }
+}
+
+TEST_F(PointFiles, BIN_MarkersPlaceRunsInTheLastOrNewSectionsAndNeverMakeEmptyOnes) {
+    auto record = [](float x) {
+        return std::string(reinterpret_cast<char const*>(std::array{x, x, x}.data()), 12);
+    };
+    std::string const marker(12, '\xFF');
+    // Runs joined by doubled markers, a trailing marker; no leading marker.
+    Write("runs.bin", record(1) + record(2) + marker + marker + record(3) + marker);
+    CPointSet set(1, 4, CPtsData::def);
+    ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("runs.bin"), &set));
+    ASSERT_EQ(set.GetNumSec(), 2);
+    EXPECT_EQ(set.get_Sec(0).GetNumPts(), 6);  // the first run joined the last section
+    EXPECT_EQ(set.get_Sec(0).get_Pts(5).x, 2.0);
+    EXPECT_EQ(set.get_Sec(1).GetNumPts(), 1);
+    // A leading marker starts a new section even when the set has some.
+    Write("lead.bin", marker + record(4));
+    ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("lead.bin"), &set));
+    ASSERT_EQ(set.GetNumSec(), 3);
+    EXPECT_EQ(set.get_Sec(2).get_Pts(0).x, 4.0);
+    Write("markers.bin", marker + marker);
+    ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("markers.bin"), &set));
+    EXPECT_EQ(set.GetNumSec(), 3);
+
+    // Sections that run across the reader's blocks of a few MiB.
+    CPointSet big = MakeSet(3, 150000, CPtsData::def, 16);
+    ASSERT_TRUE(CPointSetParser::WriteBINFile(Path("big.bin"), big, false));
+    CPointSet back;
+    ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("big.bin"), &back));
+    ASSERT_EQ(back.GetNumSec(), 3);
+    for (int s = 0; s < 3; ++s) {
+        ASSERT_EQ(back.get_Sec(s).GetNumPts(), 150000);
+        for (int i : {0, 74999, 149999}) {
+            CPoint3<double> const p = big.get_Sec(s).get_Pts(i);
+            EXPECT_EQ(CPoint3<double>(back.get_Sec(s).get_Pts(i)),
+                      CPoint3<double>(float(p.x), float(p.y), float(p.z)));
+        }
     }
 }
 

@@ -71,6 +71,17 @@ TEST(TextNumbers, ScanDoublesAgreesWithSscanf) {
         std::snprintf(buffer, sizeof buffer, "%.17g %.9g %g", value(random), value(random), value(random));
         lines.push_back(buffer);
     }
+    // Around the limits of the short-decimal path: 15 to 19 digits, 2^53,
+    // decimal exponents near +-22, negative zero.
+    std::uniform_int_distribution<int> exponent(-30, 30);
+    for (int i = 0; i < 400; ++i) {
+        char buffer[160];
+        double const v = value(random) * std::pow(10.0, exponent(random));
+        std::snprintf(buffer, sizeof buffer, "%.15g %.16e %.19g %.3e -%.0f", v, v, v, v, std::fabs(v));
+        lines.push_back(buffer);
+    }
+    lines.insert(lines.end(), {"9007199254740992 9007199254740993 9999999999999999999 10000000000000000000",
+                               "1e22 1e23 1.5e-22 1.5e-23 123456789012345678e-22", "-0 -0.0e5 0.000"});
     for (std::string const& line : lines) {
         SCOPED_TRACE(line);
         double expected[9] = {}, got[9] = {};
@@ -81,7 +92,8 @@ TEST(TextNumbers, ScanDoublesAgreesWithSscanf) {
             if (std::isnan(expected[k]))
                 EXPECT_TRUE(std::isnan(got[k]));
             else
-                EXPECT_EQ(got[k], expected[k]) << k;
+                EXPECT_TRUE(got[k] == expected[k] && std::signbit(got[k]) == std::signbit(expected[k]))
+                    << k << ": " << got[k] << " != " << expected[k];
         }
     }
 }
