@@ -37,9 +37,9 @@ void AddConvertCommand(CLI::App& app) {
         }
         if (list.empty()) throw std::runtime_error(in + " holds no point set");
         WritePointSets(out, list, outKey, append, digits);
-        std::printf("%s -> %s: %zu point set%s, %lld sections, %lld points%s\n", in.c_str(), out.c_str(),
-                    list.size(), list.size() == 1 ? "" : "s", sections, points,
-                    outKey.empty() ? "" : " (enciphered)");
+        std::printf("%s -> %s: %zu point set%s, %lld section%s, %lld point%s%s\n", in.c_str(), out.c_str(),
+                    list.size(), list.size() == 1 ? "" : "s", sections, sections == 1 ? "" : "s", points,
+                    points == 1 ? "" : "s", outKey.empty() ? "" : " (enciphered)");
     });
 }
 
