@@ -49,7 +49,7 @@ test-sanitize: deps
 	  $(CTEST) --test-dir $(BUILD)/sanitize --output-on-failure -j $(JOBS)
 
 # The tests that exercise threads, under ThreadSanitizer.
-TSAN_TESTS := qel_events_tests
+TSAN_TESTS := qel_events_tests qel_formats_tests
 test-tsan: deps
 	$(CMAKE) -S . -B $(BUILD)/tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_WERROR=ON -DQEL_TSAN=ON -DQEL_BUILD_TOOLS=OFF
 	$(CMAKE) --build $(BUILD)/tsan -j $(JOBS) --target $(TSAN_TESTS)

@@ -35,4 +35,28 @@ void CExportData::PutChunk(char const* tag, void const* data, std::int64_t bytes
     if (bytes > 0) m_stream.Put(data, bytes);
 }
 
+void CExportData::PutBorrowed(void const* data, std::int64_t elements, std::int64_t elementBytes,
+                              std::int64_t stride) {
+    static CQEL_Operation const op("QEL::Core::CExportData::PutBorrowed");
+    op.Run([&] {
+        op.Check(elements >= 0 && elementBytes > 0, QEL_PARAMETER_OUT_OF_RANGE, "elements",
+                 "Parameter out of range");
+        op.Check(stride >= elementBytes, QEL_INVALID_PARAMETER, "stride",
+                 "Elements cannot overlap: the stride is below the element size");
+        op.Check(data != nullptr || elements == 0, QEL_NULL_PARAMETER, "data", "Null Pointer");
+        op.Check(m_stream.TellPutPosition() == m_stream.SizeInBytes(), QEL_INVALID_OPERATION, "data",
+                 "Borrowed bytes are appended: the put position must stand at the end of the stream");
+        if (elements == 0) return;
+        m_borrowed.push_back({m_stream.SizeInBytes(), static_cast<unsigned char const*>(data), elements,
+                              elementBytes, stride});
+        m_borrowedBytes += elements * elementBytes;
+    });
+}
+
+void CExportData::PutChunkBorrowed(char const* tag, void const* data, std::int64_t elements,
+                                   std::int64_t elementBytes, std::int64_t stride) {
+    PutChunkHeader(tag, elements * elementBytes);
+    PutBorrowed(data, elements, elementBytes, stride);
+}
+
 }  // namespace QEL::Core

@@ -5,9 +5,18 @@
 //
 // Records are usually a sequence of chunks: an 8-byte ASCII tag padded with
 // spaces, a 32-bit little-endian byte count, and that many bytes (PutChunk).
+//
+// Besides bytes of its own (the stream), the record can hold runs borrowed
+// from the entity's arrays (PutBorrowed): they are not copied, so the entity
+// must neither change nor free them while the container writes the record,
+// i.e. until the Export call that serialised it returns.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
 
 #include "core/CQEL_String.h"
 #include "core/QEL_Export.h"
@@ -39,10 +48,55 @@ class QEL_API CExportData {
     void SetIndexField2(std::int32_t value) { m_indexField2 = value; }
     std::int32_t GetIndexField2() const { return m_indexField2; }
 
-    // The record bytes, written at the stream's put position.
+    // The record's own bytes, written at the stream's put position. Borrowed
+    // runs sit between them where they were put; only ForEachRun sees both.
     CQEL_Stream& GetStream() { return m_stream; }
     CQEL_Stream const& GetStream() const { return m_stream; }
-    std::int64_t SizeInBytes() const { return m_stream.SizeInBytes(); }
+    // The whole record: own and borrowed bytes.
+    std::int64_t SizeInBytes() const { return m_stream.SizeInBytes() + m_borrowedBytes; }
+
+    // Appends elements elementBytes long, taken stride bytes apart from data
+    // (the first elementBytes of each element when stride is larger), without
+    // copying them. The stream's put position must stand at its end.
+    // A stride below elementBytes throws reason 14 ("stride").
+    void PutBorrowed(void const* data, std::int64_t elements, std::int64_t elementBytes, std::int64_t stride);
+    // A chunk whose bytes are borrowed as by PutBorrowed.
+    void PutChunkBorrowed(char const* tag, void const* data, std::int64_t elements, std::int64_t elementBytes,
+                          std::int64_t stride);
+
+    // Calls visit(pointer, bytes) for consecutive runs of the whole record, in
+    // order. Strided runs are gathered through a buffer of the call's own, so
+    // that several threads may walk one record at once.
+    template <class Visitor>
+    void ForEachRun(Visitor&& visit) const {
+        std::int64_t owned = 0;
+        std::unique_ptr<unsigned char[]> gather;
+        for (SBorrowed const& run : m_borrowed) {
+            m_stream.ForEachRun(owned, run.at, visit);
+            owned = run.at;
+            if (run.stride == run.elementBytes) {
+                if (run.elements > 0) visit(run.data, run.elements * run.elementBytes);
+                continue;
+            }
+            std::int64_t const perPiece = std::max<std::int64_t>(1, kGatherBytes / run.elementBytes);
+            if (!gather) gather = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kGatherBytes));
+            if (perPiece * run.elementBytes > kGatherBytes) {
+                // Elements larger than the buffer go one by one.
+                for (std::int64_t i = 0; i < run.elements; ++i)
+                    visit(run.data + i * run.stride, run.elementBytes);
+                continue;
+            }
+            for (std::int64_t first = 0; first < run.elements; first += perPiece) {
+                std::int64_t const count = std::min(perPiece, run.elements - first);
+                unsigned char* to = gather.get();
+                unsigned char const* from = run.data + first * run.stride;
+                for (std::int64_t i = 0; i < count; ++i, to += run.elementBytes, from += run.stride)
+                    std::memcpy(to, from, std::size_t(run.elementBytes));
+                visit(static_cast<unsigned char const*>(gather.get()), count * run.elementBytes);
+            }
+        }
+        m_stream.ForEachRun(owned, m_stream.SizeInBytes(), visit);
+    }
 
     // Appends a chunk: tag (at most 8 characters, padded with spaces), the
     // byte count as 32 bits, then the bytes. A tag longer than 8 characters
@@ -59,7 +113,19 @@ class QEL_API CExportData {
     CQEL_String m_typeName;
     std::int32_t m_indexField1 = 0;
     std::int32_t m_indexField2 = 0;
+    // A borrowed run, inserted before byte `at` of the stream.
+    struct SBorrowed {
+        std::int64_t at;
+        unsigned char const* data;
+        std::int64_t elements;
+        std::int64_t elementBytes;
+        std::int64_t stride;
+    };
+    static constexpr std::int64_t kGatherBytes = std::int64_t(1) << 16;
+
     CQEL_Stream m_stream;
+    std::vector<SBorrowed> m_borrowed;
+    std::int64_t m_borrowedBytes = 0;
 };
 
 }  // namespace QEL::Core

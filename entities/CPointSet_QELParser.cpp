@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 
 #include "core/CExportData.h"
 #include "core/CImportData.h"
@@ -15,14 +16,33 @@ namespace QEL::Core {
 
 namespace {
 
-// Elements are staged through a small buffer of doubles, since the stored
-// types carry more than their components (positions have a modified flag).
+// Elements are written straight from the section's arrays: the container
+// borrows them for the length of the export. Only the leading components of
+// each element are stored (positions carry a modified flag after x, y, z).
+// An element type whose components do not lie in a row at its start is
+// staged through a small buffer of doubles instead.
 constexpr int kStage = 4096;
+
+template <class Element>
+bool ComponentsInARow(Element const& e, int components) {
+    auto const* start = reinterpret_cast<unsigned char const*>(&e);
+    bool row = reinterpret_cast<unsigned char const*>(&e.x) == start &&
+               reinterpret_cast<unsigned char const*>(&e.y) == start + 8;
+    if constexpr (requires { e.z; })
+        row = row && (components < 3 || reinterpret_cast<unsigned char const*>(&e.z) == start + 16);
+    return row;
+}
 
 template <class Element, class Components>
 void PutComponents(CExportData& data, char const* tag, CQEL_Array<Element> const& array, int components,
                    Components fill) {
+    static_assert(std::is_trivially_copyable_v<Element>);
     int const n = array.Count();
+    if (n == 0 || ComponentsInARow(array.Unsafe_Get(0), components)) {
+        data.PutChunkBorrowed(tag, n > 0 ? array.begin() : nullptr, n, std::int64_t(components) * 8,
+                              std::int64_t(sizeof(Element)));
+        return;
+    }
     data.PutChunkHeader(tag, std::int64_t(n) * components * 8);
     double stage[kStage * 3];
     for (int first = 0; first < n; first += kStage) {
@@ -35,9 +55,8 @@ void PutComponents(CExportData& data, char const* tag, CQEL_Array<Element> const
 
 template <class T>
 void PutRaw(CExportData& data, char const* tag, CQEL_Array<T> const& array) {
-    data.PutChunkHeader(tag, std::int64_t(array.Count()) * std::int64_t(sizeof(T)));
-    if (array.Count() > 0)
-        data.GetStream().Put(array.begin(), std::int64_t(array.Count()) * std::int64_t(sizeof(T)));
+    data.PutChunkBorrowed(tag, array.Count() > 0 ? array.begin() : nullptr, array.Count(),
+                          std::int64_t(sizeof(T)), std::int64_t(sizeof(T)));
 }
 
 // Reads n elements of components doubles each and hands each to assign(i, values).
@@ -100,7 +119,7 @@ void CPointSet_QELParser::Serialise(CPointSet const& set, CExportData* data) {
             if (flags.Contains(CPtsData::sta)) PutRaw(*data, "STATUSES", section.GetStaArray());
         }
         CQEL_Array<unsigned char> const& user = set.GetUserMetaData();
-        if (!user.IsEmpty()) data->PutChunk("METADATA", user.begin(), user.Count());
+        if (!user.IsEmpty()) data->PutChunkBorrowed("METADATA", user.begin(), user.Count(), 1, 1);
     });
 }
 

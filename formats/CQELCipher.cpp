@@ -14,7 +14,6 @@
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
-#include "platform/CQEL_Stream.h"
 
 namespace QEL::Core {
 
@@ -57,8 +56,6 @@ void ExpandKey(unsigned char const (&master)[32], char const* purpose, unsigned 
     EVP_KDF_CTX_free(context);
     if (ok != 1) OpenSSLFailure("derive a key with HKDF");
 }
-
-constexpr std::int64_t kPiece = 1 << 16;
 
 }  // namespace
 
@@ -119,66 +116,65 @@ bool CQELCipher::UnwrapKeyCheck(unsigned char const (&wrapped)[kKeyCheckBytes],
     return ok;
 }
 
-void CQELCipher::SealRecord(CQEL_Stream const& plain, void const* aad, int aadBytes, CQEL_Stream& out) const {
-    unsigned char nonce[kNonceBytes];
+void CQELCipher::RandomNonce(unsigned char (&nonce)[kNonceBytes]) {
     if (RAND_bytes(nonce, kNonceBytes) != 1) OpenSSLFailure("make a random nonce");
-    CipherContext context = NewContext();
-    int length = 0;
-    if (EVP_EncryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, nullptr, nullptr) != 1 ||
-        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_IVLEN, kNonceBytes, nullptr) != 1 ||
-        EVP_EncryptInit_ex(context.get(), nullptr, nullptr, m_recordKey, nonce) != 1 ||
-        EVP_EncryptUpdate(context.get(), nullptr, &length, static_cast<unsigned char const*>(aad),
-                          aadBytes) != 1)
-        OpenSSLFailure("start sealing a record");
-    out.Put(nonce, kNonceBytes);
-    auto buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece) + 32);
-    bool ok = true;
-    plain.ForEachRun([&](unsigned char const* run, std::int64_t bytes) {
-        for (std::int64_t done = 0; ok && done < bytes; done += kPiece) {
-            int const piece = int(std::min(kPiece, bytes - done));
-            ok = EVP_EncryptUpdate(context.get(), buffer.get(), &length, run + done, piece) == 1;
-            if (ok) out.Put(buffer.get(), length);
-        }
-    });
-    unsigned char tag[kTagBytes];
-    if (!ok || EVP_EncryptFinal_ex(context.get(), buffer.get(), &length) != 1 ||
-        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_GET_TAG, kTagBytes, tag) != 1)
-        OpenSSLFailure("seal a record");
-    if (length > 0) out.Put(buffer.get(), length);
-    out.Put(tag, kTagBytes);
 }
 
-bool CQELCipher::OpenRecord(CQEL_Stream& in, std::int64_t storedBytes, void const* aad, int aadBytes,
-                            CQEL_Stream& plain, sMD5CheckSumValue& digest) const {
-    unsigned char nonce[kNonceBytes];
-    in.Get(nonce, kNonceBytes);
+CQELCipher::CRecord::CRecord(CQELCipher const& cipher, bool seal, unsigned char const (&nonce)[kNonceBytes],
+                             void const* aad, int aadBytes)
+    : m_context(nullptr), m_seal(seal) {
     CipherContext context = NewContext();
     int length = 0;
-    if (EVP_DecryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, nullptr, nullptr) != 1 ||
-        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_IVLEN, kNonceBytes, nullptr) != 1 ||
-        EVP_DecryptInit_ex(context.get(), nullptr, nullptr, m_recordKey, nonce) != 1 ||
-        EVP_DecryptUpdate(context.get(), nullptr, &length, static_cast<unsigned char const*>(aad),
-                          aadBytes) != 1)
-        OpenSSLFailure("start opening a record");
-    auto input = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
-    auto output = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece) + 32);
-    CQEL_MD5 md5;
-    std::int64_t const cipherBytes = storedBytes - kRecordOverhead;
-    for (std::int64_t done = 0; done < cipherBytes; done += kPiece) {
-        int const piece = int(std::min(kPiece, cipherBytes - done));
-        in.Get(input.get(), piece);
-        if (EVP_DecryptUpdate(context.get(), output.get(), &length, input.get(), piece) != 1)
-            OpenSSLFailure("open a record");
-        plain.Put(output.get(), length);
-        md5.Update(output.get(), std::size_t(length));
+    bool const ok =
+        seal ? EVP_EncryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, nullptr, nullptr) == 1 &&
+                   EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_IVLEN, kNonceBytes, nullptr) == 1 &&
+                   EVP_EncryptInit_ex(context.get(), nullptr, nullptr, cipher.m_recordKey, nonce) == 1 &&
+                   EVP_EncryptUpdate(context.get(), nullptr, &length, static_cast<unsigned char const*>(aad),
+                                     aadBytes) == 1
+             : EVP_DecryptInit_ex(context.get(), EVP_aes_256_gcm(), nullptr, nullptr, nullptr) == 1 &&
+                   EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_IVLEN, kNonceBytes, nullptr) == 1 &&
+                   EVP_DecryptInit_ex(context.get(), nullptr, nullptr, cipher.m_recordKey, nonce) == 1 &&
+                   EVP_DecryptUpdate(context.get(), nullptr, &length, static_cast<unsigned char const*>(aad),
+                                     aadBytes) == 1;
+    if (!ok) OpenSSLFailure(seal ? "start sealing a record" : "start opening a record");
+    m_context = context.release();
+}
+
+CQELCipher::CRecord::~CRecord() {
+    EVP_CIPHER_CTX_free(static_cast<EVP_CIPHER_CTX*>(m_context));
+}
+
+void CQELCipher::CRecord::Update(unsigned char const* in, unsigned char* out, std::int64_t bytes) {
+    auto* const context = static_cast<EVP_CIPHER_CTX*>(m_context);
+    // GCM is a stream mode: each update yields exactly as many bytes as it takes.
+    constexpr std::int64_t kMaxPiece = std::int64_t(1) << 30;
+    for (std::int64_t done = 0; done < bytes; done += kMaxPiece) {
+        int const piece = int(std::min(kMaxPiece, bytes - done));
+        int length = 0;
+        int const ok = m_seal ? EVP_EncryptUpdate(context, out + done, &length, in + done, piece)
+                              : EVP_DecryptUpdate(context, out + done, &length, in + done, piece);
+        if (ok != 1 || length != piece) OpenSSLFailure(m_seal ? "seal a record" : "open a record");
     }
-    unsigned char tag[kTagBytes];
-    in.Get(tag, kTagBytes);
-    if (EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_GCM_SET_TAG, kTagBytes, tag) != 1)
+}
+
+void CQELCipher::CRecord::Seal(unsigned char (&tag)[kTagBytes]) {
+    auto* const context = static_cast<EVP_CIPHER_CTX*>(m_context);
+    unsigned char rest[32];
+    int length = 0;
+    if (EVP_EncryptFinal_ex(context, rest, &length) != 1 || length != 0 ||
+        EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_GET_TAG, kTagBytes, tag) != 1)
+        OpenSSLFailure("seal a record");
+}
+
+bool CQELCipher::CRecord::Open(unsigned char const (&tag)[kTagBytes]) {
+    auto* const context = static_cast<EVP_CIPHER_CTX*>(m_context);
+    unsigned char copy[kTagBytes];
+    std::memcpy(copy, tag, kTagBytes);
+    if (EVP_CIPHER_CTX_ctrl(context, EVP_CTRL_GCM_SET_TAG, kTagBytes, copy) != 1)
         OpenSSLFailure("set a record's tag");
-    bool const authentic = EVP_DecryptFinal_ex(context.get(), output.get(), &length) == 1;
-    digest = md5.Finish();
-    return authentic;
+    unsigned char rest[32];
+    int length = 0;
+    return EVP_DecryptFinal_ex(context, rest, &length) == 1;
 }
 
 }  // namespace QEL::Core

@@ -16,11 +16,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "core/CQEL_MD5.h"
-
 namespace QEL::Core {
-
-class CQEL_Stream;
 
 class CQELCipher {
   public:
@@ -46,15 +42,33 @@ class CQELCipher {
     bool UnwrapKeyCheck(unsigned char const (&wrapped)[kKeyCheckBytes],
                         unsigned char (&plain)[kKeyCheckPlainBytes]) const;
 
-    // Appends nonce, the enciphered bytes of plain and the tag to out at its
-    // put position; aad is authenticated with them.
-    void SealRecord(CQEL_Stream const& plain, void const* aad, int aadBytes, CQEL_Stream& out) const;
-    // Deciphers storedBytes of in from its get position (nonce, ciphertext,
-    // tag) into plain and returns the MD5 digest of the plain bytes. Returns
-    // false when authentication fails; plain then holds nothing usable.
-    // storedBytes must be at least kRecordOverhead and lie within in.
-    bool OpenRecord(CQEL_Stream& in, std::int64_t storedBytes, void const* aad, int aadBytes,
-                    CQEL_Stream& plain, sMD5CheckSumValue& digest) const;
+    // One record being sealed or opened with AES-256-GCM under the record
+    // key; the caller walks the record in pieces of any size and stores or
+    // reads the nonce and tag around them.
+    class CRecord {
+      public:
+        // aad is authenticated with the record. Throws reason 31 when OpenSSL fails.
+        CRecord(CQELCipher const& cipher, bool seal, unsigned char const (&nonce)[kNonceBytes],
+                void const* aad, int aadBytes);
+        ~CRecord();
+        CRecord(CRecord const&) = delete;
+        CRecord& operator=(CRecord const&) = delete;
+
+        // Enciphers (sealing) or deciphers (opening) bytes from in to out,
+        // which may be the same place.
+        void Update(unsigned char const* in, unsigned char* out, std::int64_t bytes);
+        // Sealing: the tag over everything updated.
+        void Seal(unsigned char (&tag)[kTagBytes]);
+        // Opening: false when the tag does not authenticate what was updated.
+        bool Open(unsigned char const (&tag)[kTagBytes]);
+
+      private:
+        void* m_context;  // EVP_CIPHER_CTX
+        bool m_seal;
+    };
+
+    // Fills nonce with random bytes; throws reason 31 when OpenSSL fails.
+    static void RandomNonce(unsigned char (&nonce)[kNonceBytes]);
 
   private:
     unsigned char m_keyCheckKey[32];

@@ -5,11 +5,21 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdio>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "core/CExportData.h"
 #include "core/CImportData.h"
@@ -19,6 +29,7 @@
 #include "formats/CQELCipher.h"
 #include "formats/CQEL_ObjectCreators.h"
 #include "platform/CQEL_Stream.h"
+#include "platform/CThreadBasedClass.h"
 
 namespace QEL::Core {
 
@@ -120,6 +131,264 @@ void ValidateKey(CQEL_Operation const& op, CQEL_String const& key) {
                  "Encryption key must not contain null termination characters");
 }
 
+// Records from this size on are written and digested on two threads; below
+// it a thread costs more than it saves.
+constexpr std::int64_t kParallelBytes = std::int64_t(4) << 20;
+
+// Runs a function on a library thread, so that a fault there becomes an
+// exception; Join waits and rethrows whatever escaped the function.
+class CTask final : public CThreadBasedClass {
+  public:
+    explicit CTask(std::function<void()> body) : m_body(std::move(body)) { Start(); }
+    ~CTask() override {
+        try {
+            Wait();
+        } catch (...) {  // the caller is unwinding from an error of its own already
+        }
+    }
+    void Join() { Wait(); }
+
+  private:
+    void Run() override { m_body(); }
+    std::function<void()> m_body;
+};
+
+// MD5 of a run walker's bytes, on a thread of its own when there are enough
+// of them to pay for one.
+class CDigest {
+  public:
+    template <class Walk>
+    CDigest(std::int64_t bytes, Walk walk) {
+        auto body = [this, walk] {
+            CQEL_MD5 md5;
+            walk([&](unsigned char const* run, std::int64_t n) {
+                if (!m_stop.load(std::memory_order_relaxed)) md5.Update(run, std::size_t(n));
+            });
+            m_digest = md5.Finish();
+        };
+        if (bytes >= kParallelBytes)
+            m_task = std::make_unique<CTask>(body);
+        else
+            body();
+    }
+    ~CDigest() { m_stop = true; }
+    sMD5CheckSumValue Get() {
+        if (m_task) m_task->Join();
+        return m_digest;
+    }
+
+  private:
+    std::atomic<bool> m_stop{false};
+    sMD5CheckSumValue m_digest;
+    std::unique_ptr<CTask> m_task;
+};
+
+// Where an export goes: a stream, or a file written beside its target.
+class IQELSink {
+  public:
+    virtual ~IQELSink() = default;
+    virtual void Append(unsigned char const* data, std::int64_t bytes) = 0;
+    // Writes the finished header over the first bytes.
+    virtual void PutHeader(Block const& header) = 0;
+};
+
+class CStreamSink final : public IQELSink {
+  public:
+    explicit CStreamSink(CQEL_Stream& stream) : m_stream(stream) { m_stream.Reset(); }
+    void Append(unsigned char const* data, std::int64_t bytes) override { m_stream.Put(data, bytes); }
+    void PutHeader(Block const& header) override {
+        m_stream.SeekPutPosition(0);
+        m_stream.Put(header.data(), CQELParser::kBlockBytes);
+        m_stream.SeekPutPosition(m_stream.SizeInBytes());
+    }
+
+  private:
+    CQEL_Stream& m_stream;
+};
+
+CQEL_Operation const& ExportOp() {
+    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
+    return op;
+}
+
+// A file written beside the target and renamed over it by Commit; until
+// then, and whenever writing fails, the target stays as it was.
+class CFileSink final : public IQELSink {
+  public:
+    explicit CFileSink(CQEL_String const& path) : m_target(path.GetArray()) {
+        if (m_target.empty()) ExportOp().Throw(QEL_INVALID_PATH, "path", "The file path is not set.");
+        m_temporary = m_target + ".qeltmp." + std::to_string(::getpid());
+        m_fd = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (m_fd < 0)
+            ExportOp().Throw(
+                QEL_FILE_WRITE_ERROR, "path",
+                CQEL_String::FromFormat("Cannot create %s: %s", m_temporary.c_str(), std::strerror(errno)));
+    }
+    ~CFileSink() override {
+        if (m_fd >= 0) ::close(m_fd);
+        if (!m_committed) ::unlink(m_temporary.c_str());
+    }
+    void Append(unsigned char const* data, std::int64_t bytes) override {
+        while (bytes > 0) {
+            ssize_t const written = ::write(m_fd, data, std::size_t(std::min<std::int64_t>(bytes, 1 << 30)));
+            if (written < 0 && errno == EINTR) continue;
+            if (written <= 0) Fail(written < 0 ? errno : ENOSPC);
+            data += written;
+            bytes -= written;
+        }
+    }
+    void PutHeader(Block const& header) override {
+        for (std::size_t done = 0; done < header.size();) {
+            ssize_t const written = ::pwrite(m_fd, header.data() + done, header.size() - done, off_t(done));
+            if (written < 0 && errno == EINTR) continue;
+            if (written <= 0) Fail(written < 0 ? errno : ENOSPC);
+            done += std::size_t(written);
+        }
+    }
+    void Commit() {
+        int const fd = m_fd;
+        m_fd = -1;
+        if (::close(fd) != 0) Fail(errno);
+        if (std::rename(m_temporary.c_str(), m_target.c_str()) != 0) Fail(errno);
+        m_committed = true;
+    }
+
+  private:
+    [[noreturn]] void Fail(int cause) const {
+        ExportOp().Throw(
+            QEL_FILE_WRITE_ERROR, "path",
+            CQEL_String::FromFormat("Cannot write %s: %s", m_target.c_str(), std::strerror(cause)));
+    }
+    std::string m_target;
+    std::string m_temporary;
+    int m_fd = -1;
+    bool m_committed = false;
+};
+
+// Collects a record's stored bytes in pieces and hands full pieces to the
+// sink, on a writer thread of its own for large records, so that making the
+// next piece (digest, encipherment) overlaps writing the last one.
+class CPipedWriter final : public CThreadBasedClass {
+  public:
+    CPipedWriter(IQELSink& sink, bool threaded) : m_sink(sink), m_threaded(threaded) {
+        for (int i = 0; i < (threaded ? kSlots : 1); ++i)
+            m_buffers[std::size_t(i)] = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
+        if (m_threaded) Start();
+    }
+    ~CPipedWriter() override {
+        {
+            std::lock_guard guard(m_lock);
+            m_abandoned = m_closed = true;
+        }
+        m_changed.notify_all();
+        try {
+            Wait();
+        } catch (...) {  // only reached when an error unwinds the caller already
+        }
+    }
+
+    // Room for up to bytes; the caller fills what it gets and calls Commit.
+    unsigned char* Room(std::int64_t& bytes) {
+        if (!m_current) Acquire();
+        bytes = std::min(bytes, kPiece - m_filled);
+        return m_current + m_filled;
+    }
+    void Commit(std::int64_t bytes) {
+        m_filled += bytes;
+        if (m_filled == kPiece) Hand();
+    }
+    void Append(unsigned char const* data, std::int64_t bytes) {
+        while (bytes > 0) {
+            std::int64_t room = bytes;
+            unsigned char* to = Room(room);
+            std::memcpy(to, data, std::size_t(room));
+            Commit(room);
+            data += room;
+            bytes -= room;
+        }
+    }
+    // Writes what is left and waits for the writer; rethrows its failure.
+    void Finish() {
+        if (m_current && m_filled > 0) Hand();
+        if (!m_threaded) return;
+        {
+            std::lock_guard guard(m_lock);
+            m_closed = true;
+        }
+        m_changed.notify_all();
+        Wait();
+    }
+
+  private:
+    static constexpr std::int64_t kPiece = std::int64_t(1) << 20;
+    static constexpr int kSlots = 3;
+
+    void Acquire() {
+        if (!m_threaded) {
+            m_current = m_buffers[0].get();
+            return;
+        }
+        std::unique_lock guard(m_lock);
+        m_changed.wait(guard, [this] { return m_failed || m_handed - m_written < kSlots; });
+        if (m_failed) {
+            guard.unlock();
+            Wait();  // rethrows why the writer stopped
+        }
+        m_current = m_buffers[m_handed % kSlots].get();
+    }
+    void Hand() {
+        if (!m_threaded) {
+            m_sink.Append(m_current, m_filled);
+        } else {
+            {
+                std::lock_guard guard(m_lock);
+                m_lengths[m_handed % kSlots] = m_filled;
+                ++m_handed;
+            }
+            m_changed.notify_all();
+        }
+        m_current = nullptr;
+        m_filled = 0;
+    }
+    void Run() override {
+        for (;;) {
+            std::size_t slot;
+            {
+                std::unique_lock guard(m_lock);
+                m_changed.wait(guard, [this] { return m_abandoned || m_written < m_handed || m_closed; });
+                if (m_abandoned || m_written == m_handed) return;
+                slot = m_written % kSlots;
+            }
+            try {
+                m_sink.Append(m_buffers[slot].get(), m_lengths[slot]);
+            } catch (...) {
+                {
+                    std::lock_guard guard(m_lock);
+                    m_failed = true;
+                }
+                m_changed.notify_all();
+                throw;
+            }
+            {
+                std::lock_guard guard(m_lock);
+                ++m_written;
+            }
+            m_changed.notify_all();
+        }
+    }
+
+    IQELSink& m_sink;
+    bool const m_threaded;
+    std::array<std::unique_ptr<unsigned char[]>, kSlots> m_buffers;
+    std::array<std::int64_t, kSlots> m_lengths{};
+    unsigned char* m_current = nullptr;
+    std::int64_t m_filled = 0;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::size_t m_handed = 0, m_written = 0;
+    bool m_closed = false, m_abandoned = false, m_failed = false;
+};
+
 // --- registry of object creators ---------------------------------------------
 
 struct SCreatorTable {
@@ -153,22 +422,106 @@ CQEL_Operation const& ImportOp() {
     return op;
 }
 
+// Where an import reads from: a stream, or a file mapped into memory.
+class IQELSource {
+  public:
+    using Visit = std::function<void(unsigned char const*, std::int64_t)>;
+    virtual ~IQELSource() = default;
+    virtual std::int64_t Size() const = 0;
+    // Calls visit for the runs of the bytes in [offset, offset + bytes), which the caller has checked.
+    virtual void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const = 0;
+    // The bytes from offset on in one piece of memory, or null when the source has none.
+    virtual unsigned char const* View(std::int64_t offset) const = 0;
+
+    void Read(std::int64_t offset, void* to, std::int64_t bytes) const {
+        auto* at = static_cast<unsigned char*>(to);
+        ForEachRun(offset, bytes, [&](unsigned char const* run, std::int64_t n) {
+            std::memcpy(at, run, std::size_t(n));
+            at += n;
+        });
+    }
+};
+
+class CStreamSource final : public IQELSource {
+  public:
+    explicit CStreamSource(CQEL_Stream& stream) : m_stream(stream) {}
+    std::int64_t Size() const override { return m_stream.SizeInBytes(); }
+    void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const override {
+        m_stream.ForEachRun(offset, offset + bytes, visit);
+    }
+    unsigned char const* View(std::int64_t) const override { return nullptr; }
+
+  private:
+    CQEL_Stream& m_stream;
+};
+
+// A file mapped read-only, so that records are read where they lie; a file
+// that cannot be mapped (a pipe, say) is read into a stream instead.
+class CFileSource final : public IQELSource {
+  public:
+    explicit CFileSource(CQEL_String const& path) {
+        CQEL_Operation const& op = ImportOp();
+        int const fd = ::open(path.GetArray(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            op.Throw(errno == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(errno)));
+        struct stat status {};
+        if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+            void* const mapped =
+                ::mmap(nullptr, std::size_t(status.st_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+            if (mapped != MAP_FAILED) {
+                m_map = static_cast<unsigned char const*>(mapped);
+                m_size = status.st_size;
+            }
+        }
+        ::close(fd);
+        if (!m_map) m_stream.ReadFromFile(path);
+    }
+    ~CFileSource() override {
+        if (m_map) ::munmap(const_cast<unsigned char*>(m_map), std::size_t(m_size));
+    }
+    CFileSource(CFileSource const&) = delete;
+    CFileSource& operator=(CFileSource const&) = delete;
+
+    std::int64_t Size() const override { return m_map ? m_size : m_stream.SizeInBytes(); }
+    void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const override {
+        if (!m_map) return m_stream.ForEachRun(offset, offset + bytes, visit);
+        if (bytes > 0) visit(m_map + offset, bytes);
+    }
+    unsigned char const* View(std::int64_t offset) const override { return m_map ? m_map + offset : nullptr; }
+
+  private:
+    unsigned char const* m_map = nullptr;
+    std::int64_t m_size = 0;
+    CQEL_Stream m_stream;
+};
+
 }  // namespace
 
 // --- state of one export and one import ---------------------------------------
 
 struct CQELParser::SWriter {
-    CQEL_Stream& out;
+    SWriter(IQELSink& target, CQEL_String const& encryptionKey) : sink(target), key(encryptionKey) {}
+    IQELSink& sink;
+    CQEL_String const& key;
+    Block header{};
+    bool headerWritten = false;
+    std::int64_t position = 0;  // bytes handed to the sink
+    // The key is derived on a thread of its own while the first record is
+    // serialised and digested.
+    std::unique_ptr<CTask> derivation;
     std::unique_ptr<CQELCipher> cipher;
     std::vector<Block> blocks;
 };
 
 struct CQELParser::SReader {
-    CQEL_Stream* in = nullptr;
+    IQELSource* in = nullptr;
     std::int64_t size = 0;
     std::uint32_t count = 0;
     std::uint32_t indexOffset = 0;
     std::unique_ptr<CQELCipher> cipher;
+    // Room for the first large deciphered record, made while the key is derived.
+    CQEL_Stream spare;
     CQEL_Ptr_Array<ISerialisable> objects;
 };
 
@@ -185,98 +538,125 @@ void CQELParser::SetKeyDerivationIterations(int iterations) {
 
 // --- writing ------------------------------------------------------------------
 
+namespace {
+
+void CheckExportArguments(CQEL_Array<ISerialisable const*> const& objects, CQEL_String const& encryptionKey) {
+    CQEL_Operation const& op = ExportOp();
+    ValidateKey(op, encryptionKey);
+    for (ISerialisable const* object : objects)
+        op.Check(object != nullptr, QEL_NULL_PARAMETER, "objects", "Null Pointer");
+}
+
+}  // namespace
+
 bool CQELParser::Export(CQEL_Stream& stream, CQEL_Array<ISerialisable const*> const& objects,
                         CQEL_String const& encryptionKey) {
-    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
+    CQEL_Operation const& op = ExportOp();
     return op.Run([&] {
-        ValidateKey(op, encryptionKey);
-        for (ISerialisable const* object : objects)
-            op.Check(object != nullptr, QEL_NULL_PARAMETER, "objects", "Null Pointer");
-
-        // Header, with the count and index offset patched at the end.
-        Block header{};
-        std::memcpy(header.data(), kMagic, sizeof kMagic);
-        PutU32(header, kVersionAt, std::uint32_t(kVersion));
-        PutU32(header, kCountAt, std::uint32_t(-1));
-        PutU32(header, kIndexOffsetAt, std::uint32_t(-1));
-        SWriter writer{stream, nullptr, {}};
-        if (!encryptionKey.IsEmpty()) {
-            unsigned char salt[CQELCipher::kSaltBytes];
-            CQELCipher::RandomSalt(salt);
-            writer.cipher =
-                std::make_unique<CQELCipher>(encryptionKey.View(), salt, std::uint32_t(m_iterations));
-            SKeyBuffer const key(encryptionKey);
-            unsigned char wrapped[CQELCipher::kKeyCheckBytes];
-            writer.cipher->WrapKeyCheck(key.bytes, wrapped);
-            std::memcpy(header.data() + kKeyCheckAt, wrapped, sizeof wrapped);
-            PutU32(header, kSchemeAt, kSchemeAesGcm);
-            PutU32(header, kIterationsAt, std::uint32_t(m_iterations));
-            std::memcpy(header.data() + kSaltAt, salt, sizeof salt);
-        }
-        stream.Reset();
-        stream.Put(header.data(), kBlockBytes);
-
-        for (ISerialisable const* object : objects)
-            WriteObject(writer, *object, 0);
-
-        std::int64_t const indexOffset = stream.TellPutPosition();
-        std::int64_t const end = indexOffset + std::int64_t(writer.blocks.size()) * kBlockBytes;
-        if (end > kMaxFileBytes)
-            op.Throw(
-                QEL_FILE_WRITE_ERROR, "objects",
-                CQEL_String::FromFormat("The container would take %lld bytes, more than the 4 GiB - 1 its "
-                                        "offsets can address",
-                                        (long long)end));
-        for (Block const& block : writer.blocks)
-            stream.Put(block.data(), kBlockBytes);
-        PutU32(header, kCountAt, std::uint32_t(writer.blocks.size()));
-        PutU32(header, kIndexOffsetAt, std::uint32_t(indexOffset));
-        stream.SeekPutPosition(0);
-        stream.Put(header.data(), kBlockBytes);
-        stream.SeekPutPosition(stream.SizeInBytes());
+        CheckExportArguments(objects, encryptionKey);
+        CStreamSink sink(stream);
+        SWriter writer(sink, encryptionKey);
+        WriteContainer(writer, objects);
         return true;
     });
 }
 
 bool CQELParser::Export(CQEL_String const& path, CQEL_Array<ISerialisable const*> const& objects,
                         CQEL_String const& encryptionKey) {
-    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
+    CQEL_Operation const& op = ExportOp();
     return op.Run([&] {
-        CQEL_Stream stream;
-        Export(stream, objects, encryptionKey);
-        stream.WriteToFile(path);
+        CheckExportArguments(objects, encryptionKey);
+        CFileSink sink(path);
+        SWriter writer(sink, encryptionKey);
+        WriteContainer(writer, objects);
+        sink.Commit();
         return true;
     });
 }
 
+void CQELParser::WriteContainer(SWriter& writer, CQEL_Array<ISerialisable const*> const& objects) {
+    CQEL_Operation const& op = ExportOp();
+    // Header, with the count and index offset filled in at the end.
+    Block& header = writer.header;
+    std::memcpy(header.data(), kMagic, sizeof kMagic);
+    PutU32(header, kVersionAt, std::uint32_t(kVersion));
+    PutU32(header, kCountAt, std::uint32_t(-1));
+    PutU32(header, kIndexOffsetAt, std::uint32_t(-1));
+    if (!writer.key.IsEmpty()) {
+        unsigned char salt[CQELCipher::kSaltBytes];
+        CQELCipher::RandomSalt(salt);
+        PutU32(header, kSchemeAt, kSchemeAesGcm);
+        PutU32(header, kIterationsAt, std::uint32_t(m_iterations));
+        std::memcpy(header.data() + kSaltAt, salt, sizeof salt);
+        std::uint32_t const iterations = std::uint32_t(m_iterations);
+        writer.derivation = std::make_unique<CTask>([&writer, iterations, salt = std::to_array(salt)] {
+            unsigned char copy[CQELCipher::kSaltBytes];
+            std::memcpy(copy, salt.data(), sizeof copy);
+            writer.cipher = std::make_unique<CQELCipher>(writer.key.View(), copy, iterations);
+        });
+    }
+
+    for (ISerialisable const* object : objects)
+        WriteObject(writer, *object, 0);
+    WriteHeader(writer);
+
+    std::int64_t const indexOffset = writer.position;
+    std::int64_t const end = indexOffset + std::int64_t(writer.blocks.size()) * kBlockBytes;
+    if (end > kMaxFileBytes)
+        op.Throw(QEL_FILE_WRITE_ERROR, "objects",
+                 CQEL_String::FromFormat("The container would take %lld bytes, more than the 4 GiB - 1 its "
+                                         "offsets can address",
+                                         (long long)end));
+    for (Block const& block : writer.blocks)
+        writer.sink.Append(block.data(), kBlockBytes);
+    writer.position = end;
+    PutU32(header, kCountAt, std::uint32_t(writer.blocks.size()));
+    PutU32(header, kIndexOffsetAt, std::uint32_t(indexOffset));
+    writer.sink.PutHeader(header);
+}
+
+void CQELParser::WriteHeader(SWriter& writer) {
+    if (writer.headerWritten) return;
+    if (writer.derivation) {
+        writer.derivation->Join();
+        writer.derivation.reset();
+        SKeyBuffer const key(writer.key);
+        unsigned char wrapped[CQELCipher::kKeyCheckBytes];
+        writer.cipher->WrapKeyCheck(key.bytes, wrapped);
+        std::memcpy(writer.header.data() + kKeyCheckAt, wrapped, sizeof wrapped);
+    }
+    writer.sink.Append(writer.header.data(), kBlockBytes);
+    writer.position = kBlockBytes;
+    writer.headerWritten = true;
+}
+
 void CQELParser::WriteObject(SWriter& writer, ISerialisable const& object, std::int32_t owner) {
-    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
     CExportData data;
     if (!object.Serialise(&data))
-        op.Throw(QEL_OPERATION_FAILED, "objects",
-                 CQEL_String::FromFormat("Object %d could not serialise itself", int(writer.blocks.size())));
+        ExportOp().Throw(
+            QEL_OPERATION_FAILED, "objects",
+            CQEL_String::FromFormat("Object %d could not serialise itself", int(writer.blocks.size())));
     WriteBlock(writer, data, owner);
 }
 
 void CQELParser::WriteBlock(SWriter& writer, CExportData& data, std::int32_t owner) {
-    static CQEL_Operation const op("QEL::Core::CQELParser::Export");
-    CQEL_Stream const& plain = data.GetStream();
-    if (plain.SizeInBytes() == 0)
-        op.Throw(QEL_NULL_PARAMETER, "data",
-                 CQEL_String::FromFormat("Record %d (%s): Array is empty", int(writer.blocks.size()),
-                                         data.GetTypeName().GetArray()));
-    std::int64_t const offset = writer.out.TellPutPosition();
-    std::int64_t const stored = plain.SizeInBytes() + (writer.cipher ? CQELCipher::kRecordOverhead : 0);
+    CQEL_Operation const& op = ExportOp();
+    std::int64_t const plainBytes = data.SizeInBytes();
+    int const number = int(writer.blocks.size());
+    if (plainBytes == 0)
+        op.Throw(
+            QEL_NULL_PARAMETER, "data",
+            CQEL_String::FromFormat("Record %d (%s): Array is empty", number, data.GetTypeName().GetArray()));
+    bool const enciphered = !writer.key.IsEmpty();
+    std::int64_t const offset = writer.headerWritten ? writer.position : kBlockBytes;
+    std::int64_t const stored = plainBytes + (enciphered ? CQELCipher::kRecordOverhead : 0);
     if (offset + stored > kMaxFileBytes)
-        op.Throw(QEL_FILE_WRITE_ERROR, "data",
-                 CQEL_String::FromFormat(
-                     "Record %d (%s) of %lld bytes would end beyond the 4 GiB - 1 that the "
-                     "container's offsets can address",
-                     int(writer.blocks.size()), data.GetTypeName().GetArray(), (long long)stored));
+        op.Throw(
+            QEL_FILE_WRITE_ERROR, "data",
+            CQEL_String::FromFormat("Record %d (%s) of %lld bytes would end beyond the 4 GiB - 1 that the "
+                                    "container's offsets can address",
+                                    number, data.GetTypeName().GetArray(), (long long)stored));
 
-    CQEL_MD5 md5;
-    plain.ForEachRun(
-        [&](unsigned char const* run, std::int64_t bytes) { md5.Update(run, std::size_t(bytes)); });
     Block block{};
     PutText(block, kIdentifierAt, data.GetClassIdentifier());
     PutU32(block, kField1At, std::uint32_t(data.GetIndexField1()));
@@ -286,14 +666,49 @@ void CQELParser::WriteBlock(SWriter& writer, CExportData& data, std::int32_t own
     PutU32(block, kField2At, std::uint32_t(data.GetIndexField2()));
     PutText(block, kClassNameAt, data.GetClassName());
     PutText(block, kTypeNameAt, data.GetTypeName());
-    PutDigest(block, md5.Finish());
 
-    if (writer.cipher) {
-        std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(writer.blocks.size()), block);
-        writer.cipher->SealRecord(plain, aad.data(), int(aad.size()), writer.out);
+    bool const parallel = plainBytes >= kParallelBytes;
+    CQEL_MD5 md5;
+    if (!enciphered) {
+        // The plain bytes are digested here while the writer thread stores them.
+        WriteHeader(writer);
+        CPipedWriter pipe(writer.sink, parallel);
+        data.ForEachRun([&](unsigned char const* run, std::int64_t bytes) {
+            md5.Update(run, std::size_t(bytes));
+            pipe.Append(run, bytes);
+        });
+        pipe.Finish();
+        PutDigest(block, md5.Finish());
     } else {
-        plain.ForEachRun([&](unsigned char const* run, std::int64_t bytes) { writer.out.Put(run, bytes); });
+        // The digest is part of the authenticated index block, so it comes
+        // first (the first time while the key is derived), then sealing
+        // overlaps writing.
+        data.ForEachRun(
+            [&](unsigned char const* run, std::int64_t bytes) { md5.Update(run, std::size_t(bytes)); });
+        PutDigest(block, md5.Finish());
+        WriteHeader(writer);
+        std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(number), block);
+        unsigned char nonce[CQELCipher::kNonceBytes];
+        CQELCipher::RandomNonce(nonce);
+        CQELCipher::CRecord seal(*writer.cipher, true, nonce, aad.data(), int(aad.size()));
+        CPipedWriter pipe(writer.sink, parallel);
+        pipe.Append(nonce, sizeof nonce);
+        data.ForEachRun([&](unsigned char const* run, std::int64_t bytes) {
+            while (bytes > 0) {
+                std::int64_t room = bytes;
+                unsigned char* const to = pipe.Room(room);
+                seal.Update(run, to, room);
+                pipe.Commit(room);
+                run += room;
+                bytes -= room;
+            }
+        });
+        unsigned char tag[CQELCipher::kTagBytes];
+        seal.Seal(tag);
+        pipe.Append(tag, sizeof tag);
+        pipe.Finish();
     }
+    writer.position = offset + stored;
     writer.blocks.push_back(block);
 }
 
@@ -307,20 +722,49 @@ struct SIndexEntry {
     SQELRecordInfo info;
 };
 
+SIndexEntry ReadIndexEntry(IQELSource const& in, std::uint32_t indexOffset, std::int64_t size, int index) {
+    SIndexEntry entry;
+    in.Read(std::int64_t(indexOffset) + std::int64_t(index) * CQELParser::kBlockBytes, entry.block.data(),
+            CQELParser::kBlockBytes);
+    SQELRecordInfo& info = entry.info;
+    info.classIdentifier = GetText(entry.block, kIdentifierAt);
+    info.className = GetText(entry.block, kClassNameAt);
+    info.typeName = GetText(entry.block, kTypeNameAt);
+    info.indexField1 = std::int32_t(GetU32(entry.block, kField1At));
+    info.indexField2 = std::int32_t(GetU32(entry.block, kField2At));
+    info.owner = std::int32_t(GetU32(entry.block, kOwnerAt));
+    info.offset = GetU32(entry.block, kOffsetAt);
+    info.storedBytes = GetU32(entry.block, kLengthAt);
+    info.digest = GetDigest(entry.block);
+    info.hasCreator = FindCreator(info.classIdentifier.View()) != nullptr;
+    // Records lie between the header and the index.
+    std::int64_t const end = std::int64_t(info.offset) + std::int64_t(info.storedBytes);
+    if (info.offset < std::uint32_t(CQELParser::kBlockBytes) || end > std::int64_t(indexOffset) || end > size)
+        info.status = SQELRecordInfo::EStatus::Outside;
+    return entry;
+}
+
+// A record's stored length if it can hold a record at all, else 0.
+std::int64_t UsableBytes(SQELRecordInfo const& info, bool enciphered) {
+    std::int64_t const minimum = enciphered ? CQELCipher::kRecordOverhead + 1 : 1;
+    return info.status == SQELRecordInfo::EStatus::Intact && std::int64_t(info.storedBytes) >= minimum
+               ? std::int64_t(info.storedBytes)
+               : 0;
+}
+
 }  // namespace
 
-bool CQELParser::OpenForReading(SReader& reader, CQEL_Stream& stream, CQEL_String const& encryptionKey) {
+bool CQELParser::OpenForReading(SReader& reader, CQEL_String const& encryptionKey) {
     CQEL_Operation const& op = ImportOp();
     ValidateKey(op, encryptionKey);
-    reader.in = &stream;
-    reader.size = stream.SizeInBytes();
+    IQELSource const& in = *reader.in;
+    reader.size = in.Size();
     if (reader.size < kBlockBytes)
         op.Throw(QEL_FILE_READ_ERROR, "stream",
                  CQEL_String::FromFormat("The file has %lld bytes, fewer than the %d bytes of a QEL header",
                                          (long long)reader.size, kBlockBytes));
     Block header{};
-    stream.SeekGetPosition(0);
-    stream.Get(header.data(), kBlockBytes);
+    in.Read(0, header.data(), kBlockBytes);
     if (std::memcmp(header.data(), kMagic, sizeof kMagic) != 0)
         op.Throw(QEL_FILE_READ_ERROR, "stream", "The file does not start with the QEL magic \"SessionQEL\"");
     std::int32_t const version = std::int32_t(GetU32(header, kVersionAt));
@@ -369,7 +813,22 @@ bool CQELParser::OpenForReading(SReader& reader, CQEL_Stream& stream, CQEL_Strin
     if (encryptionKey.IsEmpty()) return false;
     unsigned char salt[CQELCipher::kSaltBytes];
     std::memcpy(salt, header.data() + kSaltAt, sizeof salt);
-    reader.cipher = std::make_unique<CQELCipher>(encryptionKey.View(), salt, iterations);
+    {
+        // While the key is derived, room is made for the first large record
+        // (its length is checked against the file already).
+        CTask derivation(
+            [&] { reader.cipher = std::make_unique<CQELCipher>(encryptionKey.View(), salt, iterations); });
+        for (int i = 0; i < count; ++i) {
+            SIndexEntry const entry = ReadIndexEntry(in, indexOffset, reader.size, i);
+            std::int64_t const bytes = entry.info.hasCreator ? UsableBytes(entry.info, true) : 0;
+            if (bytes >= kParallelBytes) {
+                reader.spare.Reserve(bytes - CQELCipher::kRecordOverhead);
+                break;
+            }
+            if (bytes > 0) break;
+        }
+        derivation.Join();
+    }
     SKeyBuffer const key(encryptionKey);
     SKeyBuffer unwrapped(CQEL_String::Empty());
     if (!reader.cipher->UnwrapKeyCheck(wrapped, unwrapped.bytes) ||
@@ -382,37 +841,25 @@ bool CQELParser::OpenForReading(SReader& reader, CQEL_Stream& stream, CQEL_Strin
 
 namespace {
 
-SIndexEntry ReadIndexEntry(CQEL_Stream& in, std::uint32_t indexOffset, std::int64_t size, int index) {
-    SIndexEntry entry;
-    in.SeekGetPosition(std::int64_t(indexOffset) + std::int64_t(index) * CQELParser::kBlockBytes);
-    in.Get(entry.block.data(), CQELParser::kBlockBytes);
-    SQELRecordInfo& info = entry.info;
-    info.classIdentifier = GetText(entry.block, kIdentifierAt);
-    info.className = GetText(entry.block, kClassNameAt);
-    info.typeName = GetText(entry.block, kTypeNameAt);
-    info.indexField1 = std::int32_t(GetU32(entry.block, kField1At));
-    info.indexField2 = std::int32_t(GetU32(entry.block, kField2At));
-    info.owner = std::int32_t(GetU32(entry.block, kOwnerAt));
-    info.offset = GetU32(entry.block, kOffsetAt);
-    info.storedBytes = GetU32(entry.block, kLengthAt);
-    info.digest = GetDigest(entry.block);
-    info.hasCreator = FindCreator(info.classIdentifier.View()) != nullptr;
-    // Records lie between the header and the index.
-    std::int64_t const end = std::int64_t(info.offset) + std::int64_t(info.storedBytes);
-    if (info.offset < std::uint32_t(CQELParser::kBlockBytes) || end > std::int64_t(indexOffset) || end > size)
-        info.status = SQELRecordInfo::EStatus::Outside;
-    return entry;
-}
-
 CQEL_String RecordName(int index, SQELRecordInfo const& info) {
     return CQEL_String::FromFormat("Record %d (%s, class %s)", index, info.typeName.GetArray(),
                                    info.classIdentifier.GetArray());
 }
 
-// Reads, deciphers and digest-checks record index into data; returns the
-// record's status and, unless intact, a message saying what is wrong.
-SQELRecordInfo::EStatus ReadRecord(CQEL_Stream& in, CQELCipher const* cipher, int index,
-                                   SIndexEntry const& entry, CImportData& data, CQEL_String& problem) {
+CQEL_String DigestProblem(int index, SQELRecordInfo const& info, sMD5CheckSumValue const& digest) {
+    return RecordName(index, info) +
+           CQEL_String::FromFormat(": its MD5 digest %s differs from the index's %s", digest.ToHex().c_str(),
+                                   info.digest.ToHex().c_str());
+}
+
+// Puts record index's plain bytes into data: a view of the source where the
+// record is stored plain in memory, else a copy, deciphered and authenticated
+// in an enciphered file (into spare when it has room). The digest is left to
+// the caller. Returns the record's status and, unless intact, a message
+// saying what is wrong.
+SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* cipher, int index,
+                                   SIndexEntry const& entry, CImportData& data, CQEL_Stream& spare,
+                                   CQEL_String& problem) {
     SQELRecordInfo const& info = entry.info;
     if (info.status == SQELRecordInfo::EStatus::Outside) {
         problem =
@@ -421,90 +868,124 @@ SQELRecordInfo::EStatus ReadRecord(CQEL_Stream& in, CQELCipher const* cipher, in
                                     info.storedBytes, info.offset);
         return info.status;
     }
-    std::int64_t const minimum = cipher ? CQELCipher::kRecordOverhead + 1 : 1;
-    if (std::int64_t(info.storedBytes) < minimum) {
+    std::int64_t const stored = UsableBytes(info, cipher != nullptr);
+    if (stored == 0) {
         problem =
             RecordName(index, info) +
             CQEL_String::FromFormat(": a stored length of %u bytes cannot hold a record", info.storedBytes);
         return SQELRecordInfo::EStatus::Damaged;
     }
-    data.GetStream().Reset();
+    CQEL_Stream& plain = data.GetStream();
+    plain.Reset();
     data.SetIndex(info.classIdentifier, info.className, info.typeName, info.indexField1, info.indexField2,
                   info.owner, index);
-    in.SeekGetPosition(info.offset);
-    sMD5CheckSumValue digest;
-    if (cipher) {
-        std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(index), entry.block);
-        if (!cipher->OpenRecord(in, info.storedBytes, aad.data(), int(aad.size()), data.GetStream(),
-                                digest)) {
-            data.GetStream().Reset();
-            problem =
-                RecordName(index, info) + CQEL_String::FromASCII(
-                                              ": fails authentication (the record or its index block was "
-                                              "altered)");
-            return SQELRecordInfo::EStatus::Damaged;
-        }
-    } else {
-        unsigned char buffer[1 << 16];
-        CQEL_MD5 md5;
-        for (std::int64_t done = 0; done < std::int64_t(info.storedBytes);
-             done += std::int64_t(sizeof buffer)) {
-            std::int64_t const piece = std::min<std::int64_t>(sizeof buffer, info.storedBytes - done);
-            in.Get(buffer, piece);
-            md5.Update(buffer, std::size_t(piece));
-            data.GetStream().Put(buffer, piece);
-        }
-        digest = md5.Finish();
+    if (!cipher) {
+        if (unsigned char const* view = in.View(info.offset))
+            plain.AttachView(view, stored);
+        else
+            in.ForEachRun(info.offset, stored,
+                          [&](unsigned char const* run, std::int64_t n) { plain.Put(run, n); });
+        plain.SeekGetPosition(0);
+        return SQELRecordInfo::EStatus::Intact;
     }
-    if (!(digest == info.digest)) {
-        data.GetStream().Reset();
-        problem = RecordName(index, info) +
-                  CQEL_String::FromFormat(": its MD5 digest %s differs from the index's %s",
-                                          digest.ToHex().c_str(), info.digest.ToHex().c_str());
+    std::int64_t const cipherBytes = stored - CQELCipher::kRecordOverhead;
+    if (spare.SizeInBytes() == 0) {
+        plain = std::move(spare);
+        spare.Reset();
+    }
+    unsigned char nonce[CQELCipher::kNonceBytes];
+    unsigned char tag[CQELCipher::kTagBytes];
+    in.Read(info.offset, nonce, sizeof nonce);
+    in.Read(info.offset + CQELCipher::kNonceBytes + cipherBytes, tag, sizeof tag);
+    std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(index), entry.block);
+    CQELCipher::CRecord open(*cipher, false, nonce, aad.data(), int(aad.size()));
+    constexpr std::int64_t kPiece = std::int64_t(1) << 18;
+    auto const buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
+    in.ForEachRun(info.offset + CQELCipher::kNonceBytes, cipherBytes,
+                  [&](unsigned char const* run, std::int64_t n) {
+                      for (std::int64_t done = 0; done < n; done += kPiece) {
+                          std::int64_t const piece = std::min(kPiece, n - done);
+                          open.Update(run + done, buffer.get(), piece);
+                          plain.Put(buffer.get(), piece);
+                      }
+                  });
+    if (!open.Open(tag)) {
+        plain.Reset();
+        problem =
+            RecordName(index, info) +
+            CQEL_String::FromASCII(": fails authentication (the record or its index block was altered)");
         return SQELRecordInfo::EStatus::Damaged;
     }
-    data.GetStream().SeekGetPosition(0);
+    plain.SeekGetPosition(0);
     return SQELRecordInfo::EStatus::Intact;
+}
+
+// The places of a record's bytes, taken before the creator reads them, so
+// that a digest thread walks memory rather than the stream the creator moves in.
+std::vector<std::pair<unsigned char const*, std::int64_t>> RunsOf(CQEL_Stream const& stream) {
+    std::vector<std::pair<unsigned char const*, std::int64_t>> runs;
+    stream.ForEachRun([&](unsigned char const* run, std::int64_t n) { runs.emplace_back(run, n); });
+    return runs;
 }
 
 }  // namespace
 
-bool CQELParser::ReadBlock(SReader& reader, int index, CImportData& data) {
+void CQELParser::ReadObject(SReader& reader, int index) {
+    CQEL_Operation const& op = ImportOp();
     SIndexEntry const entry = ReadIndexEntry(*reader.in, reader.indexOffset, reader.size, index);
-    if (!entry.info.hasCreator) return false;
+    if (!entry.info.hasCreator) return;  // no creator: skipped
+    CImportData data;
     CQEL_String problem;
-    if (ReadRecord(*reader.in, reader.cipher.get(), index, entry, data, problem) !=
+    if (LoadRecord(*reader.in, reader.cipher.get(), index, entry, data, reader.spare, problem) !=
         SQELRecordInfo::EStatus::Intact)
-        ImportOp().Throw(QEL_FILE_READ_ERROR, "stream", problem);
-    return true;
+        op.Throw(QEL_FILE_READ_ERROR, "stream", problem);
+    // The digest is checked while the creator reads the record; whatever the
+    // creator made is dropped when the digest then fails.
+    auto const runs = RunsOf(data.GetStream());
+    CDigest digest(data.GetStream().SizeInBytes(), [&runs](auto&& visit) {
+        for (auto const& [run, n] : runs)
+            visit(run, n);
+    });
+    std::unique_ptr<ISerialisable> object;
+    std::exception_ptr failure;
+    try {
+        IObjectCreator* const creator = FindCreator(data.GetClassIdentifier().View());
+        if (!creator) return;  // unregistered meanwhile
+        object.reset(creator->CreateObject(&data));
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    sMD5CheckSumValue const sum = digest.Get();
+    if (!(sum == entry.info.digest))
+        op.Throw(QEL_FILE_READ_ERROR, "stream", DigestProblem(index, entry.info, sum));
+    if (failure) std::rethrow_exception(failure);
+    if (!object)
+        op.Throw(QEL_FILE_READ_ERROR, "stream",
+                 CQEL_String::FromFormat("Record %d (%s) could not be read by its creator", index,
+                                         data.GetTypeName().GetArray()));
+    reader.objects.Add(object.release());
 }
 
-void CQELParser::ReadObject(SReader& reader, int index) {
-    CImportData data;
-    if (!ReadBlock(reader, index, data)) return;  // no creator: skipped
-    IObjectCreator* const creator = FindCreator(data.GetClassIdentifier().View());
-    if (!creator) return;  // unregistered meanwhile
-    std::unique_ptr<ISerialisable> object(creator->CreateObject(&data));
-    if (!object)
-        ImportOp().Throw(QEL_FILE_READ_ERROR, "stream",
-                         CQEL_String::FromFormat("Record %d (%s) could not be read by its creator", index,
-                                                 data.GetTypeName().GetArray()));
-    reader.objects.Add(object.release());
+bool CQELParser::ReadContainer(SReader& reader, CQEL_String const& encryptionKey) {
+    ClearObjects();
+    if (!OpenForReading(reader, encryptionKey)) return false;
+    CProgressText progress("reading QEL records", reader.count);
+    for (int i = 0; i < int(reader.count); ++i) {
+        ReadObject(reader, i);
+        progress.Report(i + 1);
+    }
+    m_objects.Swap(reader.objects);
+    return true;
 }
 
 bool CQELParser::Import(CQEL_Stream& stream, CQEL_String const& encryptionKey) {
     CQEL_Operation const& op = ImportOp();
     return op.Run([&] {
         ClearObjects();
+        CStreamSource source(stream);
         SReader reader;
-        if (!OpenForReading(reader, stream, encryptionKey)) return false;
-        CProgressText progress("reading QEL records", reader.count);
-        for (int i = 0; i < int(reader.count); ++i) {
-            ReadObject(reader, i);
-            progress.Report(i + 1);
-        }
-        m_objects.Swap(reader.objects);
-        return true;
+        reader.in = &source;
+        return ReadContainer(reader, encryptionKey);
     });
 }
 
@@ -512,9 +993,10 @@ bool CQELParser::Import(CQEL_String const& path, CQEL_String const& encryptionKe
     CQEL_Operation const& op = ImportOp();
     return op.Run([&] {
         ClearObjects();
-        CQEL_Stream stream;
-        stream.ReadFromFile(path);
-        return Import(stream, encryptionKey);
+        CFileSource source(path);
+        SReader reader;
+        reader.in = &source;
+        return ReadContainer(reader, encryptionKey);
     });
 }
 
@@ -523,13 +1005,23 @@ bool CQELParser::Inspect(CQEL_Stream& stream, CQEL_String const& encryptionKey,
     CQEL_Operation const& op = ImportOp();
     return op.Run([&] {
         records.Reset();
+        CStreamSource source(stream);
         SReader reader;
-        if (!OpenForReading(reader, stream, encryptionKey)) return false;
+        reader.in = &source;
+        if (!OpenForReading(reader, encryptionKey)) return false;
         CImportData data;
         for (int i = 0; i < int(reader.count); ++i) {
-            SIndexEntry entry = ReadIndexEntry(stream, reader.indexOffset, reader.size, i);
+            SIndexEntry entry = ReadIndexEntry(source, reader.indexOffset, reader.size, i);
             CQEL_String problem;
-            entry.info.status = ReadRecord(stream, reader.cipher.get(), i, entry, data, problem);
+            entry.info.status =
+                LoadRecord(source, reader.cipher.get(), i, entry, data, reader.spare, problem);
+            if (entry.info.status == SQELRecordInfo::EStatus::Intact) {
+                CQEL_MD5 md5;
+                data.GetStream().ForEachRun(
+                    [&](unsigned char const* run, std::int64_t n) { md5.Update(run, std::size_t(n)); });
+                if (!(md5.Finish() == entry.info.digest))
+                    entry.info.status = SQELRecordInfo::EStatus::Damaged;
+            }
             data.GetStream().Reset();
             records.PushBack(entry.info, 1);
         }

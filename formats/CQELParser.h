@@ -148,11 +148,14 @@ class QEL_API CQELParser {
     struct SWriter;
     struct SReader;
 
+    // Export and Import share these whatever they write to or read from.
+    void WriteContainer(SWriter& writer, CQEL_Array<ISerialisable const*> const& objects);
+    void WriteHeader(SWriter& writer);
     void WriteObject(SWriter& writer, ISerialisable const& object, std::int32_t owner);
     void WriteBlock(SWriter& writer, CExportData& data, std::int32_t owner);
+    bool ReadContainer(SReader& reader, CQEL_String const& encryptionKey);
     void ReadObject(SReader& reader, int index);
-    bool ReadBlock(SReader& reader, int index, CImportData& data);
-    bool OpenForReading(SReader& reader, CQEL_Stream& stream, CQEL_String const& encryptionKey);
+    bool OpenForReading(SReader& reader, CQEL_String const& encryptionKey);
 
     int m_iterations = kDefaultIterations;
     CQEL_Ptr_Array<ISerialisable> m_objects;

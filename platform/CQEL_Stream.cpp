@@ -31,10 +31,41 @@ void CQEL_Stream::EnsureCapacity(std::int64_t bytes) {
         CreateNewChunk();
 }
 
+void CQEL_Stream::Reserve(std::int64_t bytes) {
+    OwnView();
+    std::size_t const had = m_chunks.size();
+    EnsureCapacity(bytes);
+    long const page = ::sysconf(_SC_PAGESIZE);
+    std::int64_t const step = page > 0 ? page : 4096;
+    for (std::size_t k = had; k < m_chunks.size(); ++k)
+        for (std::int64_t at = 0; at < ChunkSize(k); at += step)
+            m_chunks[k][std::size_t(at)] = 0;
+}
+
+void CQEL_Stream::AttachView(void const* data, std::int64_t bytes) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::AttachView");
+    op.CheckParameter(bytes >= 0 && (data != nullptr || bytes == 0), "bytes");
+    Reset();
+    m_view = static_cast<unsigned char const*>(data);
+    m_size = bytes;
+}
+
+void CQEL_Stream::OwnView() {
+    if (!m_view) return;
+    unsigned char const* const view = m_view;
+    std::int64_t const size = m_size, get = m_get, put = m_put;
+    m_view = nullptr;
+    m_size = m_get = m_put = 0;
+    Put(view, size);
+    m_get = get;
+    m_put = put;
+}
+
 void CQEL_Stream::Put(void const* data, std::int64_t bytes) {
     static CQEL_Operation const op("QEL::Core::CQEL_Stream::Put");
     op.CheckParameter(bytes >= 0, "bytes");
     if (bytes == 0) return;
+    OwnView();
     std::int64_t const end = m_put + bytes;
     EnsureCapacity(end);
     if (m_put > m_size) {
@@ -70,6 +101,11 @@ void CQEL_Stream::Get(void* data, std::int64_t bytes) {
             CQEL_String::FromFormat("Attempt to read %lld bytes at position %lld of a stream of %lld bytes",
                                     (long long)bytes, (long long)m_get, (long long)m_size));
     auto* to = static_cast<unsigned char*>(data);
+    if (m_view) {
+        std::memcpy(to, m_view + m_get, std::size_t(bytes));
+        m_get += bytes;
+        return;
+    }
     std::int64_t const end = m_get + bytes;
     while (m_get < end) {
         std::size_t const k = ChunkOf(m_get);
@@ -85,10 +121,10 @@ bool CQEL_Stream::GetLine(CQEL_String& line) {
     if (m_get >= m_size) return false;
     std::string text;
     while (m_get < m_size) {
-        std::size_t const k = ChunkOf(m_get);
-        std::int64_t const at = m_get - ChunkStart(k);
-        std::int64_t const run = std::min(ChunkSize(k) - at, m_size - m_get);
-        auto const* begin = reinterpret_cast<char const*>(m_chunks[k].get() + at);
+        std::size_t const k = m_view ? 0 : ChunkOf(m_get);
+        std::int64_t const at = m_view ? m_get : m_get - ChunkStart(k);
+        std::int64_t const run = m_view ? m_size - m_get : std::min(ChunkSize(k) - at, m_size - m_get);
+        auto const* begin = reinterpret_cast<char const*>((m_view ? m_view : m_chunks[k].get()) + at);
         auto const* newline = static_cast<char const*>(std::memchr(begin, '\n', std::size_t(run)));
         if (newline) {
             text.append(begin, newline);
@@ -120,6 +156,7 @@ void CQEL_Stream::SeekPutPosition(std::int64_t position) {
 
 void CQEL_Stream::Reset() {
     m_chunks.clear();
+    m_view = nullptr;
     m_size = m_get = m_put = 0;
 }
 

@@ -10,6 +10,9 @@
 // A stream writes itself to a file and reads itself from one chunk by chunk,
 // so that the data are never held twice. Writing to a path writes a file
 // beside the target and renames it over the target only when complete.
+//
+// A stream can also read bytes it does not own (AttachView), such as a mapped
+// file, so that readers need not copy them; the first Put copies them in.
 #pragma once
 
 #include <algorithm>
@@ -57,6 +60,14 @@ class QEL_API CQEL_Stream {
     std::int64_t RemainingBytes() const { return m_size - m_get; }
     // Empties the stream and releases its chunks.
     void Reset();
+    // Makes room for bytes and touches every page of it now, so that a later
+    // Put of that many bytes neither allocates nor faults (for a caller that
+    // has a spare thread to pay those costs in advance).
+    void Reserve(std::int64_t bytes);
+    // Replaces the contents with a read-only view of bytes owned elsewhere,
+    // which must outlive the view; positions go to 0. A Put copies the view
+    // into the stream's own chunks first.
+    void AttachView(void const* data, std::int64_t bytes);
 
     template <class T>
     void PutValue(T const& value) {
@@ -74,11 +85,23 @@ class QEL_API CQEL_Stream {
     // Calls visit(pointer, bytes) for each contiguous run of the data, in order.
     template <class Visitor>
     void ForEachRun(Visitor&& visit) const {
-        std::int64_t position = 0;
-        for (std::size_t k = 0; k < m_chunks.size() && position < m_size; ++k) {
-            std::int64_t const run = std::min<std::int64_t>(ChunkSize(k), m_size - position);
-            visit(static_cast<unsigned char const*>(m_chunks[k].get()), run);
-            position += run;
+        ForEachRun(0, m_size, visit);
+    }
+    // The same for the bytes in [from, to), clamped to the data.
+    template <class Visitor>
+    void ForEachRun(std::int64_t from, std::int64_t to, Visitor&& visit) const {
+        from = std::max<std::int64_t>(from, 0);
+        to = std::min(to, m_size);
+        if (m_view) {
+            if (from < to) visit(m_view + from, to - from);
+            return;
+        }
+        while (from < to) {
+            std::size_t const k = ChunkOf(from);
+            std::int64_t const at = from - ChunkStart(k);
+            std::int64_t const run = std::min(ChunkSize(k) - at, to - from);
+            visit(static_cast<unsigned char const*>(m_chunks[k].get()) + at, run);
+            from += run;
         }
     }
 
@@ -102,8 +125,11 @@ class QEL_API CQEL_Stream {
         return std::size_t(std::bit_width(std::uint64_t(position / kFirstChunk + 1)) - 1);
     }
     void EnsureCapacity(std::int64_t bytes);
+    // Copies an attached view into owned chunks.
+    void OwnView();
 
     std::vector<std::unique_ptr<unsigned char[]>> m_chunks;
+    unsigned char const* m_view = nullptr;
     std::int64_t m_size = 0;
     std::int64_t m_get = 0;
     std::int64_t m_put = 0;

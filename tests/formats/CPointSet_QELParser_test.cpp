@@ -23,8 +23,7 @@ namespace {
 
 std::vector<std::string> ChunkTags(CExportData const& data) {
     CImportData in;
-    data.GetStream().ForEachRun(
-        [&](unsigned char const* run, std::int64_t n) { in.GetStream().Put(run, n); });
+    data.ForEachRun([&](unsigned char const* run, std::int64_t n) { in.GetStream().Put(run, n); });
     std::vector<std::string> tags;
     SQELChunk chunk;
     while (in.NextChunk(chunk)) {
@@ -114,7 +113,7 @@ TEST(PointSetRecord, WritesTagsNamesAndCountsInTheIndex) {
                                                         "INDICES ", "VELS    ", "STATUSES", "METADATA"}));
     // Positions as three doubles per point, right after the tag and count.
     std::vector<unsigned char> bytes(std::size_t(all.SizeInBytes()));
-    all.GetStream().ForEachRun([&, at = std::size_t(0)](unsigned char const* run, std::int64_t n) mutable {
+    all.ForEachRun([&, at = std::size_t(0)](unsigned char const* run, std::int64_t n) mutable {
         std::memcpy(bytes.data() + at, run, std::size_t(n));
         at += std::size_t(n);
     });
@@ -137,8 +136,7 @@ TEST(PointSetRecord, MisfittingChunksThrowReason23) {
         CExportData out;
         for (auto const& [tag, bytes] : chunks)
             out.PutChunk(tag, bytes.data(), std::int64_t(bytes.size()));
-        out.GetStream().ForEachRun(
-            [&](unsigned char const* run, std::int64_t n) { data->GetStream().Put(run, n); });
+        out.ForEachRun([&](unsigned char const* run, std::int64_t n) { data->GetStream().Put(run, n); });
         data->GetStream().SeekGetPosition(0);
         return data;
     };

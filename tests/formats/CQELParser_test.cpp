@@ -18,6 +18,12 @@
 #include "formats/CQELParser.h"
 #include "platform/CQEL_Stream.h"
 
+#include <csignal>
+#include <fstream>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
 using namespace QEL::Core;
 using ::testing::HasSubstr;
 
@@ -499,4 +505,119 @@ TEST(ImportData, ChunkRunningPastTheRecordThrowsReason23) {
     CImportData cut;
     cut.GetStream().Put("NAME", 4);
     EXPECT_EQ(Thrown([&] { cut.NextChunk(chunk); }).first, QEL_FILE_READ_ERROR);
+}
+
+namespace {
+
+// A scratch directory of one test, removed with it.
+struct STempDir {
+    std::filesystem::path dir =
+        std::filesystem::temp_directory_path() / ("qel_parser_test_" + std::to_string(::getpid()));
+    STempDir() { std::filesystem::create_directories(dir); }
+    ~STempDir() { std::filesystem::remove_all(dir); }
+    CQEL_String Path(char const* name) const { return CQEL_String::FromASCII((dir / name).c_str()); }
+};
+
+void WriteFile(CQEL_String const& path, std::vector<unsigned char> const& bytes) {
+    std::ofstream(path.GetArray(), std::ios::binary)
+        .write(reinterpret_cast<char const*>(bytes.data()), std::streamsize(bytes.size()));
+}
+
+std::vector<unsigned char> ReadFile(CQEL_String const& path) {
+    std::ifstream in(path.GetArray(), std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+}
+
+}  // namespace
+
+TEST_F(QELParserTest, PathImport_FileCutAtEveryLengthThrowsReason23) {
+    STempDir const temp;
+    CQEL_String const path = temp.Path("cut.qel");
+    CQELParser parser;
+    parser.SetKeyDerivationIterations(CQELParser::kMinIterations);  // cheap keys keep the tests fast
+    CTestBlob const a(Pattern(30, 12)), b(Pattern(5, 13));
+    for (char const* key : {"", "k"}) {
+        auto const good = ExportBytes(parser, {&a, &b}, Key(key));
+        for (std::size_t length = 0; length < good.size(); ++length) {
+            WriteFile(path, std::vector<unsigned char>(good.begin(), good.begin() + long(length)));
+            auto const [reason, text] = Thrown([&] { parser.Import(path, Key(key)); });
+            ASSERT_EQ(reason, QEL_FILE_READ_ERROR) << length << ": " << text;
+            ASSERT_EQ(parser.GetNumObjects(), 0);
+        }
+    }
+}
+
+// Records of several MiB are written, digested and read on two threads.
+TEST_F(QELParserTest, LargeRecords_RoundTripThroughBothFormsAndDamageIsFound) {
+    STempDir const temp;
+    CQEL_String const path = temp.Path("large.qel");
+    CQELParser parser;
+    parser.SetKeyDerivationIterations(CQELParser::kMinIterations);
+    CTestBlob const small(Pattern(10, 3)), large(Pattern(std::size_t(9) << 20, 4));
+    CQEL_Array<ISerialisable const*> objects;
+    objects.PushBack(&small, 1);
+    objects.PushBack(&large, 1);
+    for (char const* key : {"", "k"}) {
+        SCOPED_TRACE(key);
+        CQEL_Stream stream;
+        ASSERT_TRUE(parser.Export(stream, objects, Key(key)));
+        ASSERT_TRUE(parser.Export(path, objects, Key(key)));
+        auto const bytes = Bytes(stream);
+        auto const file = ReadFile(path);
+        ASSERT_EQ(file.size(), bytes.size());
+        // Nonces and salt differ between files; plain files are identical.
+        if (!*key) {
+            EXPECT_TRUE(file == bytes);
+        }
+
+        ASSERT_TRUE(parser.Import(path, Key(key)));
+        ASSERT_EQ(parser.GetNumObjects(), 2);
+        EXPECT_EQ(Blob(parser, 1).m_bytes, large.m_bytes);
+        ASSERT_TRUE(parser.Import(stream, Key(key)));
+        ASSERT_EQ(parser.GetNumObjects(), 2);
+        EXPECT_EQ(Blob(parser, 1).m_bytes, large.m_bytes);
+
+        auto flipped = file;
+        std::size_t const index = file.size() - 804;
+        flipped[U32(file, index + 264) + (std::size_t(5) << 20)] ^= 0x10;
+        WriteFile(path, flipped);
+        auto const [reason, text] = Thrown([&] { parser.Import(path, Key(key)); });
+        EXPECT_EQ(reason, QEL_FILE_READ_ERROR);
+        EXPECT_THAT(text, HasSubstr("Record 1 (QEL_TestBlob"));
+        EXPECT_THAT(text, HasSubstr(*key ? "authentication" : "MD5 digest"));
+        EXPECT_EQ(parser.GetNumObjects(), 0);
+    }
+}
+
+TEST_F(QELParserTest, PathExport_FailingWriteKeepsTheOldFileAndLeavesNoTemporary) {
+    STempDir const temp;
+    CQEL_String const path = temp.Path("kept.qel");
+    CQELParser parser;
+    parser.SetKeyDerivationIterations(CQELParser::kMinIterations);
+    CTestBlob const small(Pattern(10, 5)), large(Pattern(std::size_t(6) << 20, 6));
+    CQEL_Array<ISerialisable const*> objects;
+    objects.PushBack(&small, 1);
+    ASSERT_TRUE(parser.Export(path, objects, CQEL_String()));
+    auto const old = ReadFile(path);
+    objects.PushBack(&large, 1);
+
+    // Writes beyond 1 MiB fail (EFBIG) while the large record is being written.
+    rlimit saved{};
+    ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    auto const oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limited = saved;
+    limited.rlim_cur = 1 << 20;
+    ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limited), 0);
+    std::vector<int> reasons;
+    for (char const* key : {"", "k"})
+        reasons.push_back(Thrown([&] { parser.Export(path, objects, Key(key)); }).first);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, oldHandler);
+
+    EXPECT_EQ(reasons, (std::vector<int>{QEL_FILE_WRITE_ERROR, QEL_FILE_WRITE_ERROR}));
+    EXPECT_TRUE(ReadFile(path) == old);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(temp.dir), {}), 1);
+    // A place that cannot be written at all.
+    EXPECT_EQ(Thrown([&] { parser.Export(temp.Path("missing/dir.qel"), objects, CQEL_String()); }).first,
+              QEL_FILE_WRITE_ERROR);
 }
