@@ -490,33 +490,27 @@ class CQEL_Array {
         }
         GrowFront(n, source);
     }
+    // Removing: in place (the inline fast path) unless the storage is due to
+    // shrink; checks, shrinking and n == 0 are left to the cold paths.
     void RemoveElements_Back(int n) {
-        if (n < 0 || n > m_count)
-            Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
-                 "Parameter out of range");
-        int const remaining = m_count - n;
-        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
-            ReAllocate(-n, true, nullptr);
-        } else {
+        if (n > 0 && n <= m_count && !ShrinkDue(m_count - n)) [[likely]] {
+            int const remaining = m_count - n;
             DestroyElements(m_data + remaining, n);
             m_count = remaining;
+            return;
         }
+        ShrinkBack(n);
     }
     void RemoveElements_Front(int n) {
-        if (n < 0 || n > m_count)
-            Fail("RemoveElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
-                 "Parameter out of range");
-        int const remaining = m_count - n;
-        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
-            ReAllocate(-n, false, nullptr);
-        } else {
+        if (n > 0 && n <= m_count && !ShrinkDue(m_count - n)) [[likely]] {
+            int const remaining = m_count - n;
             DestroyElements(m_data, n);
-            if (n > 0) {
-                m_data += n;
-                m_offset += n;
-                m_count = remaining;
-            }
+            m_data += n;
+            m_offset += n;
+            m_count = remaining;
+            return;
         }
+        ShrinkFront(n);
     }
 
     // Moves the elements into new storage, adding delta elements (filled from
@@ -642,6 +636,25 @@ class CQEL_Array {
         } else {
             ReAllocate(n, false, source);
         }
+    }
+    // Whether removing down to `remaining` elements (0 <= remaining < count)
+    // shrinks the storage: more than `minimum` slots and remaining below a
+    // third of them. remaining < allocated / 3 (integer division) is
+    // 3 * (remaining + 1) <= allocated, which needs no division.
+    bool ShrinkDue(int remaining) const {
+        return m_allocated > m_minimum && 3 * (std::int64_t(remaining) + 1) <= m_allocated;
+    }
+    [[gnu::noinline]] void ShrinkBack(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        if (n > 0) ReAllocate(-n, true, nullptr);
+    }
+    [[gnu::noinline]] void ShrinkFront(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        if (n > 0) ReAllocate(-n, false, nullptr);
     }
     void ExtendAtBack(int delta, int newAllocated, T const* source) {
         m_data =
