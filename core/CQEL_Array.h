@@ -15,7 +15,7 @@
 // faults (and is translated into reason 34 on a thread with the fault translator).
 //
 // Trivially copyable element types are moved with plain memory copies, and
-// their storage grows at the back and shrinks by resizing its block, in place
+// their storage grows and shrinks at the back by resizing its block, in place
 // where the allocator can (the slot counts are those above). Other types are
 // constructed, moved and destroyed in place.
 #pragma once
@@ -538,14 +538,16 @@ class CQEL_Array {
                 }
                 return;
             }
-            if (delta < 0) {
-                // Plain elements shrink within their block, which is then
-                // made smaller: no fresh pages are touched.
+            if (delta < 0 && atBack) {
+                // Plain elements shrinking at the back stay in their block,
+                // which is then made smaller: usually nothing is copied. At the
+                // front the remaining elements move anyway, so they go to fresh
+                // storage: made smaller in place, the block would hand its
+                // pages back to the system at every shrink of a drained queue.
                 T* const base = m_data - m_offset;
-                DestroyElements(atBack ? m_data + newCount : m_data, -delta);
-                if (newCount > 0)
-                    std::memmove(static_cast<void*>(base),
-                                 static_cast<void const*>(atBack ? m_data : m_data - delta),
+                DestroyElements(m_data + newCount, -delta);
+                if (newCount > 0 && m_offset > 0)
+                    std::memmove(static_cast<void*>(base), static_cast<void const*>(m_data),
                                  std::size_t(newCount) * sizeof(T));
                 m_data = base;
                 m_offset = 0;
