@@ -468,6 +468,14 @@ class CQEL_Array {
         }
     }
 
+    // Whether one more element fits after the last without moving anything.
+    bool HasBackSlack() const { return m_count + m_offset < m_allocated; }
+    // One element, filled as by CreateElements, into a back slack that the
+    // caller has found to have room (HasBackSlack).
+    void AddElementInBackSlack(T const* source) {
+        CreateElements(m_data + m_count, 1, source);
+        ++m_count;
+    }
     // Adding at the back: into the back slack when it is large enough (the
     // inline fast path), else see GrowBack.
     void AddElements_Back(int n, T const* source) {
