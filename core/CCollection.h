@@ -133,13 +133,14 @@ class CCollection : public ICollection {
     // --- structural operations (applied by the data manager) ------------------------
 
     void CheckSpace(int n) override {
-        int const count = m_array.Count();
-        if (n == count) return;
-        MarkSizeChanged();
-        if (n == count + 1)
-            m_array.AppendDefault();  // what fill loops do, point by point
-        else
-            m_array.CheckSpace(n);
+        // One element into the back slack is what fill loops do, point by
+        // point: no stack frame, no growth rule; anything else is out of line.
+        if (n == m_array.Count() + 1 && m_array.HasBackSlack()) [[likely]] {
+            MarkSizeChanged();
+            m_array.AppendDefault();
+            return;
+        }
+        Resize(n);
     }
     void Insert(int index) override {
         int const n = m_array.Count();
@@ -242,6 +243,11 @@ class CCollection : public ICollection {
     bool* m_pSizeChanged = nullptr;
 
   private:
+    [[gnu::noinline]] void Resize(int n) {
+        if (n == m_array.Count()) return;
+        MarkSizeChanged();
+        m_array.CheckSpace(n);
+    }
     void CheckIndex(char const* operation, long line, int i, char const* paramName = "index") const {
         if (i < 0 || i >= m_array.Count())
             Fail(operation, line, QEL_PARAMETER_OUT_OF_RANGE, paramName, "Parameter out of range");
@@ -258,8 +264,9 @@ class CCollection : public ICollection {
     // on the collection's hot paths.
     class CStorage final : public CQEL_Array<T> {
       public:
-        // One default element at the back, by the array's own growth rule.
-        [[gnu::flatten]] void AppendDefault() { this->AddElements_Back(1, nullptr); }
+        using CQEL_Array<T>::HasBackSlack;
+        // One default element into a back slack with room (HasBackSlack).
+        void AppendDefault() { this->AddElementInBackSlack(nullptr); }
     };
 
     CDataManager* m_pDataManager;

@@ -15,7 +15,7 @@
 // faults (and is translated into reason 34 on a thread with the fault translator).
 //
 // Trivially copyable element types are moved with plain memory copies, and
-// their storage grows at the back and shrinks by resizing its block, in place
+// their storage grows and shrinks at the back by resizing its block, in place
 // where the allocator can (the slot counts are those above). Other types are
 // constructed, moved and destroyed in place.
 #pragma once
@@ -468,6 +468,14 @@ class CQEL_Array {
         }
     }
 
+    // Whether one more element fits after the last without moving anything.
+    bool HasBackSlack() const { return m_count + m_offset < m_allocated; }
+    // One element, filled as by CreateElements, into a back slack that the
+    // caller has found to have room (HasBackSlack).
+    void AddElementInBackSlack(T const* source) {
+        CreateElements(m_data + m_count, 1, source);
+        ++m_count;
+    }
     // Adding at the back: into the back slack when it is large enough (the
     // inline fast path), else see GrowBack.
     void AddElements_Back(int n, T const* source) {
@@ -490,33 +498,27 @@ class CQEL_Array {
         }
         GrowFront(n, source);
     }
+    // Removing: in place (the inline fast path) unless the storage is due to
+    // shrink; checks, shrinking and n == 0 are left to the cold paths.
     void RemoveElements_Back(int n) {
-        if (n < 0 || n > m_count)
-            Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
-                 "Parameter out of range");
-        int const remaining = m_count - n;
-        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
-            ReAllocate(-n, true, nullptr);
-        } else {
+        if (n > 0 && n <= m_count && !ShrinkDue(m_count - n)) [[likely]] {
+            int const remaining = m_count - n;
             DestroyElements(m_data + remaining, n);
             m_count = remaining;
+            return;
         }
+        ShrinkBack(n);
     }
     void RemoveElements_Front(int n) {
-        if (n < 0 || n > m_count)
-            Fail("RemoveElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
-                 "Parameter out of range");
-        int const remaining = m_count - n;
-        if (n > 0 && m_allocated > m_minimum && remaining < m_allocated / 3) {
-            ReAllocate(-n, false, nullptr);
-        } else {
+        if (n > 0 && n <= m_count && !ShrinkDue(m_count - n)) [[likely]] {
+            int const remaining = m_count - n;
             DestroyElements(m_data, n);
-            if (n > 0) {
-                m_data += n;
-                m_offset += n;
-                m_count = remaining;
-            }
+            m_data += n;
+            m_offset += n;
+            m_count = remaining;
+            return;
         }
+        ShrinkFront(n);
     }
 
     // Moves the elements into new storage, adding delta elements (filled from
@@ -544,14 +546,16 @@ class CQEL_Array {
                 }
                 return;
             }
-            if (delta < 0) {
-                // Plain elements shrink within their block, which is then
-                // made smaller: no fresh pages are touched.
+            if (delta < 0 && atBack) {
+                // Plain elements shrinking at the back stay in their block,
+                // which is then made smaller: usually nothing is copied. At the
+                // front the remaining elements move anyway, so they go to fresh
+                // storage: made smaller in place, the block would hand its
+                // pages back to the system at every shrink of a drained queue.
                 T* const base = m_data - m_offset;
-                DestroyElements(atBack ? m_data + newCount : m_data, -delta);
-                if (newCount > 0)
-                    std::memmove(static_cast<void*>(base),
-                                 static_cast<void const*>(atBack ? m_data : m_data - delta),
+                DestroyElements(m_data + newCount, -delta);
+                if (newCount > 0 && m_offset > 0)
+                    std::memmove(static_cast<void*>(base), static_cast<void const*>(m_data),
                                  std::size_t(newCount) * sizeof(T));
                 m_data = base;
                 m_offset = 0;
@@ -642,6 +646,25 @@ class CQEL_Array {
         } else {
             ReAllocate(n, false, source);
         }
+    }
+    // Whether removing down to `remaining` elements (0 <= remaining < count)
+    // shrinks the storage: more than `minimum` slots and remaining below a
+    // third of them. remaining < allocated / 3 (integer division) is
+    // 3 * (remaining + 1) <= allocated, which needs no division.
+    bool ShrinkDue(int remaining) const {
+        return m_allocated > m_minimum && 3 * (std::int64_t(remaining) + 1) <= m_allocated;
+    }
+    [[gnu::noinline]] void ShrinkBack(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        if (n > 0) ReAllocate(-n, true, nullptr);
+    }
+    [[gnu::noinline]] void ShrinkFront(int n) {
+        if (n < 0 || n > m_count)
+            Fail("RemoveElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
+                 "Parameter out of range");
+        if (n > 0) ReAllocate(-n, false, nullptr);
     }
     void ExtendAtBack(int delta, int newAllocated, T const* source) {
         m_data =
