@@ -98,8 +98,7 @@ class CQEL_Array {
     // Destroys the elements but keeps the storage (offset back to 0).
     void Clear() {
         DestroyElements(m_data, m_count);
-        if (m_data) m_data -= m_offset;
-        m_offset = 0;
+        m_data = m_base;
         m_count = 0;
     }
     // Moves the elements into storage of exactly Count() slots (none when empty).
@@ -155,7 +154,7 @@ class CQEL_Array {
         std::swap(m_data, other.m_data);
         std::swap(m_count, other.m_count);
         std::swap(m_allocated, other.m_allocated);
-        std::swap(m_offset, other.m_offset);
+        std::swap(m_base, other.m_base);
         std::swap(m_minimum, other.m_minimum);
         std::swap(m_default, other.m_default);
     }
@@ -168,11 +167,11 @@ class CQEL_Array {
     std::int64_t TotalSize() const { return std::int64_t(m_count) * std::int64_t(sizeof(T)); }
     std::int64_t GetAllocatedSize() const { return std::int64_t(m_allocated) * std::int64_t(sizeof(T)); }
     int GetNumAllocated() const { return m_allocated; }
-    int GetMemoryOffset() const { return m_offset; }
+    int GetMemoryOffset() const { return Offset(); }
 
     // Whether making the count n would allocate: n does not fit from the first
     // element to the end of the storage, or shrinking to n would be triggered.
-    bool RequiresAllocation(int n) const { return n > m_allocated - m_offset || CanPerformDownSizing(n); }
+    bool RequiresAllocation(int n) const { return n > m_allocated - Offset() || CanPerformDownSizing(n); }
     // Whether removing down to n elements shrinks the storage: n < count,
     // more than `minimum` slots, and n below a third of the slots.
     bool CanPerformDownSizing(int n) const {
@@ -180,7 +179,7 @@ class CQEL_Array {
     }
     // Whether n elements could be made to fit by moving the elements to the
     // start of the storage: n < slots and a front slack above a third of them.
-    bool CanPerformOffset(int n) const { return n < m_allocated && m_offset > m_allocated / 3; }
+    bool CanPerformOffset(int n) const { return n < m_allocated && Offset() > m_allocated / 3; }
 
     // Unchecked access that never throws: for i outside 0..Count()-1 the
     // reference is at the invalid address 0xBBADBEEF, so that its first use
@@ -271,8 +270,8 @@ class CQEL_Array {
     // above a third of the slots and n < slots, else into new storage of
     // exactly n slots. Nothing changes when n already fits.
     void PreAllocate(int n) {
-        if (n <= m_allocated - m_offset) return;
-        if (n < m_allocated && m_offset > m_allocated / 3)
+        if (n <= m_allocated - Offset()) return;
+        if (n < m_allocated && Offset() > m_allocated / 3)
             MoveToStart();
         else
             Relocate(n);
@@ -293,7 +292,7 @@ class CQEL_Array {
         Free();
         m_data = base ? base + offset : nullptr;
         m_allocated = allocate;
-        m_offset = base ? offset : 0;
+        m_base = base;
         m_count = 0;
         CreateElements(m_data, count, nullptr);
         m_count = count;
@@ -469,7 +468,7 @@ class CQEL_Array {
     }
 
     // Whether one more element fits after the last without moving anything.
-    bool HasBackSlack() const { return m_count + m_offset < m_allocated; }
+    bool HasBackSlack() const { return m_count + Offset() < m_allocated; }
     // One element, filled as by CreateElements, into a back slack that the
     // caller has found to have room (HasBackSlack).
     void AddElementInBackSlack(T const* source) {
@@ -479,7 +478,7 @@ class CQEL_Array {
     // Adding at the back: into the back slack when it is large enough (the
     // inline fast path), else see GrowBack.
     void AddElements_Back(int n, T const* source) {
-        if (n > 0 && n <= m_allocated - m_count - m_offset) [[likely]] {
+        if (n > 0 && n <= m_allocated - m_count - Offset()) [[likely]] {
             CreateElements(m_data + m_count, n, source);
             m_count += n;
             return;
@@ -489,10 +488,9 @@ class CQEL_Array {
     // Adding at the front: into the front slack when it is large enough (the
     // inline fast path), else see GrowFront.
     void AddElements_Front(int n, T const* source) {
-        if (n > 0 && n <= m_offset) [[likely]] {
+        if (n > 0 && n <= Offset()) [[likely]] {
             CreateElements(m_data - n, n, source);
             m_data -= n;
-            m_offset -= n;
             m_count += n;
             return;
         }
@@ -514,7 +512,6 @@ class CQEL_Array {
             int const remaining = m_count - n;
             DestroyElements(m_data, n);
             m_data += n;
-            m_offset += n;
             m_count = remaining;
             return;
         }
@@ -534,7 +531,7 @@ class CQEL_Array {
                            newCount)
                 : std::max(int(double(newCount) * 1.5), m_minimum);
         if constexpr (std::is_trivially_copyable_v<T>) {
-            if (delta > 0 && atBack && m_offset == 0 && m_data) {
+            if (delta > 0 && atBack && Offset() == 0 && m_data) {
                 // Plain elements at the start of their storage: extend the
                 // block, in place where the allocator can. The fill value may
                 // lie in the block, so it is read first.
@@ -552,16 +549,15 @@ class CQEL_Array {
                 // front the remaining elements move anyway, so they go to fresh
                 // storage: made smaller in place, the block would hand its
                 // pages back to the system at every shrink of a drained queue.
-                T* const base = m_data - m_offset;
+                T* const base = m_base;
                 DestroyElements(m_data + newCount, -delta);
-                if (newCount > 0 && m_offset > 0)
+                if (newCount > 0 && Offset() > 0)
                     std::memmove(static_cast<void*>(base), static_cast<void const*>(m_data),
                                  std::size_t(newCount) * sizeof(T));
-                m_data = base;
-                m_offset = 0;
+                m_data = m_base = base;
                 m_count = newCount;
                 try {
-                    m_data = static_cast<T*>(
+                    m_data = m_base = static_cast<T*>(
                         CQEL_Allocate::ReAllocateMemory(base, std::size_t(newAllocated) * sizeof(T)));
                     m_allocated = newAllocated;
                 } catch (std::bad_alloc const&) {
@@ -587,9 +583,9 @@ class CQEL_Array {
             DestroyElements(m_data, -delta);
             ShiftElements(m_data - delta, fresh, newCount);
         }
-        if (m_data) CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
+        if (m_data) CQEL_Allocate::DeAllocateMemory(m_base);
         m_data = fresh;
-        m_offset = 0;
+        m_base = m_data;
         m_allocated = newAllocated;
         m_count = newCount;
     }
@@ -603,14 +599,14 @@ class CQEL_Array {
             Fail("AddElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
                  "Number of elements to add is negative");
         if (n == 0) return;
-        if (n < m_allocated - m_count && m_offset > m_allocated / 3) {
+        if (n < m_allocated - m_count && Offset() > m_allocated / 3) {
             if (Holds(source)) {
                 // The fill value is one of the moved elements: it follows its
                 // element, except the first element itself, which is not
                 // followed and yields what the compaction leaves at its old
                 // address (element `offset` when there is one). The value is
                 // taken before the move, so no destroyed element is read.
-                T const value(source == m_data && m_offset < m_count ? m_data[m_offset] : *source);
+                T const value(source == m_data && Offset() < m_count ? m_data[Offset()] : *source);
                 MoveToStart();
                 CreateElements(m_data + m_count, n, &value);
             } else {
@@ -630,8 +626,8 @@ class CQEL_Array {
             Fail("AddElements_Front", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "",
                  "Number of elements to add is negative");
         if (n == 0) return;
-        if (m_allocated - m_count - m_offset >= n) {
-            T* const base = m_data - m_offset;
+        if (m_allocated - m_count - Offset() >= n) {
+            T* const base = m_base;
             if (Holds(source)) {
                 T const value(*source);  // taken before its element moves
                 ShiftElements(m_data, base + n, m_count);
@@ -641,7 +637,7 @@ class CQEL_Array {
                 CreateElements(base, n, source);
             }
             m_data = base;
-            m_offset = 0;
+            m_base = m_data;
             m_count += n;
         } else {
             ReAllocate(n, false, source);
@@ -667,12 +663,13 @@ class CQEL_Array {
         if (n > 0) ReAllocate(-n, false, nullptr);
     }
     void ExtendAtBack(int delta, int newAllocated, T const* source) {
-        m_data =
+        m_data = m_base =
             static_cast<T*>(CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T)));
         m_allocated = newAllocated;
         CreateElements(m_data + m_count, delta, source);
         m_count += delta;
     }
+    int Offset() const { return int(m_data - m_base); }
     // Whether p points at one of the elements in use.
     bool Holds(T const* p) const {
         return p && !std::less<>()(p, m_data) && std::less<>()(p, m_data + m_count);
@@ -683,13 +680,13 @@ class CQEL_Array {
         m_data = nullptr;
         m_count = 0;
         m_allocated = 0;
-        m_offset = 0;
+        m_base = nullptr;
     }
     void Free() {
         if (!m_data) return;
         DestroyElements(m_data, m_count);
-        CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
-        m_data = nullptr;
+        CQEL_Allocate::DeAllocateMemory(m_base);
+        m_data = m_base = nullptr;
     }
     static T* Allocate(int slots) {
         return static_cast<T*>(CQEL_Allocate::AllocateMemory(std::size_t(slots) * sizeof(T)));
@@ -715,18 +712,18 @@ class CQEL_Array {
     }
     // Moves the elements to the start of the storage.
     void MoveToStart() {
-        T* const base = m_data - m_offset;
+        T* const base = m_base;
         ShiftElements(m_data, base, m_count);
         m_data = base;
-        m_offset = 0;
+        m_base = m_data;
     }
     // Moves the elements into new storage of exactly slots slots (>= count).
     void Relocate(int slots) {
         T* const fresh = Allocate(slots);
         ShiftElements(m_data, fresh, m_count);
-        if (m_data) CQEL_Allocate::DeAllocateMemory(m_data - m_offset);
+        if (m_data) CQEL_Allocate::DeAllocateMemory(m_base);
         m_data = fresh;
-        m_offset = 0;
+        m_base = m_data;
         m_allocated = slots;
     }
     void RequireElements(char const* operation, long line) const {
@@ -744,7 +741,9 @@ class CQEL_Array {
     T* m_data;
     int m_count;
     int m_allocated;
-    int m_offset;
+    // Start of the storage (null without storage): the front slack is
+    // m_data - m_base, so that removing at the front moves one pointer.
+    T* m_base;
     int m_minimum;
     T* m_default = nullptr;
 };

@@ -105,7 +105,11 @@ class QEL_API CQELParser {
     // unknown format version or cipher scheme; reason 23 for a truncated,
     // damaged or tampered file.
     bool Import(CQEL_Stream& stream, CQEL_String const& encryptionKey);
-    // The same from a file; reason 22 when it does not exist.
+    // The same from a file; reason 22 when it does not exist. A regular file
+    // is mapped and its plain records are read where they lie, so the file
+    // must not be cut short by another process during the call: that faults,
+    // and the fault is a CQEL_Exception only on threads with the library's
+    // fault translator (CFaultTranslator).
     bool Import(CQEL_String const& path, CQEL_String const& encryptionKey);
 
     // Reads the header and index and checks every record (digest and, with a
