@@ -96,7 +96,10 @@ std::string AttributeNames(CPtsData flags) {
                   {&CPtsData::usr, "user-pointers"}};
     std::string names;
     for (auto const& entry : kNames)
-        if (flags.Contains(*entry.flag)) names += (names.empty() ? "" : " ") + std::string(entry.name);
+        if (flags.Contains(*entry.flag)) {
+            if (!names.empty()) names += ' ';
+            names += entry.name;
+        }
     return names;
 }
 
