@@ -10,8 +10,10 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -181,6 +183,72 @@ class CDigest {
     std::atomic<bool> m_stop{false};
     sMD5CheckSumValue m_digest;
     std::unique_ptr<CTask> m_task;
+};
+
+// MD5 of pieces handed over one at a time while they are being produced (a
+// record deciphered piece by piece), on a library thread of its own. The
+// pieces must stay in place until Finish or Cancel returns.
+class CDigestPipe {
+  public:
+    CDigestPipe() : m_task([this] { Run(); }) {}
+    ~CDigestPipe() { Cancel(); }
+    CDigestPipe(CDigestPipe const&) = delete;
+    CDigestPipe& operator=(CDigestPipe const&) = delete;
+
+    void Feed(unsigned char const* piece, std::int64_t bytes) {
+        {
+            std::lock_guard guard(m_mutex);
+            m_pieces.emplace_back(piece, bytes);
+        }
+        m_ready.notify_one();
+    }
+    // The digest of everything fed.
+    sMD5CheckSumValue Finish() {
+        Close(false);
+        m_task.Join();
+        return m_digest;
+    }
+    // Stops without digesting what is left; returns when the thread is done.
+    void Cancel() noexcept {
+        Close(true);
+        try {
+            m_task.Join();
+        } catch (...) {  // a fault of the digest no longer matters
+        }
+    }
+
+  private:
+    void Close(bool cancel) {
+        {
+            std::lock_guard guard(m_mutex);
+            m_closed = true;
+            m_cancelled = m_cancelled || cancel;
+        }
+        m_ready.notify_one();
+    }
+    void Run() {
+        CQEL_MD5 md5;
+        for (;;) {
+            std::pair<unsigned char const*, std::int64_t> piece;
+            {
+                std::unique_lock lock(m_mutex);
+                m_ready.wait(lock, [this] { return !m_pieces.empty() || m_closed; });
+                if (m_cancelled || m_pieces.empty()) break;
+                piece = m_pieces.front();
+                m_pieces.pop_front();
+            }
+            md5.Update(piece.first, std::size_t(piece.second));
+        }
+        m_digest = md5.Finish();
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    std::deque<std::pair<unsigned char const*, std::int64_t>> m_pieces;
+    bool m_closed = false;
+    bool m_cancelled = false;
+    sMD5CheckSumValue m_digest;
+    CTask m_task;  // last: it starts once everything above is ready
 };
 
 // Where an export goes: a stream, or a file written beside its target.
@@ -859,7 +927,7 @@ CQEL_String DigestProblem(int index, SQELRecordInfo const& info, sMD5CheckSumVal
 // saying what is wrong.
 SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* cipher, int index,
                                    SIndexEntry const& entry, CImportData& data, CQEL_Stream& spare,
-                                   CQEL_String& problem) {
+                                   CQEL_String& problem, CDigestPipe* digest = nullptr) {
     SQELRecordInfo const& info = entry.info;
     if (info.status == SQELRecordInfo::EStatus::Outside) {
         problem =
@@ -900,16 +968,31 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
     std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(index), entry.block);
     CQELCipher::CRecord open(*cipher, false, nonce, aad.data(), int(aad.size()));
     constexpr std::int64_t kPiece = std::int64_t(1) << 18;
-    auto const buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
-    in.ForEachRun(info.offset + CQELCipher::kNonceBytes, cipherBytes,
-                  [&](unsigned char const* run, std::int64_t n) {
-                      for (std::int64_t done = 0; done < n; done += kPiece) {
-                          std::int64_t const piece = std::min(kPiece, n - done);
-                          open.Update(run + done, buffer.get(), piece);
-                          plain.Put(buffer.get(), piece);
-                      }
-                  });
+    if (unsigned char const* source = in.View(info.offset + CQELCipher::kNonceBytes)) {
+        // Deciphered straight into the record's storage; each piece goes to
+        // the digest as soon as it is plain.
+        plain.Produce(cipherBytes, [&](unsigned char* run, std::int64_t n) {
+            for (std::int64_t done = 0; done < n; done += kPiece) {
+                std::int64_t const piece = std::min(kPiece, n - done);
+                open.Update(source, run + done, piece);
+                if (digest) digest->Feed(run + done, piece);
+                source += piece;
+            }
+        });
+    } else {
+        auto const buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
+        in.ForEachRun(info.offset + CQELCipher::kNonceBytes, cipherBytes,
+                      [&](unsigned char const* run, std::int64_t n) {
+                          for (std::int64_t done = 0; done < n; done += kPiece) {
+                              std::int64_t const piece = std::min(kPiece, n - done);
+                              open.Update(run + done, buffer.get(), piece);
+                              plain.Put(buffer.get(), piece);
+                          }
+                      });
+        if (digest) plain.ForEachRun([&](unsigned char const* run, std::int64_t n) { digest->Feed(run, n); });
+    }
     if (!open.Open(tag)) {
+        if (digest) digest->Cancel();  // before the pieces it reads go
         plain.Reset();
         problem =
             RecordName(index, info) +
@@ -936,13 +1019,18 @@ void CQELParser::ReadObject(SReader& reader, int index) {
     if (!entry.info.hasCreator) return;  // no creator: skipped
     CImportData data;
     CQEL_String problem;
-    if (LoadRecord(*reader.in, reader.cipher.get(), index, entry, data, reader.spare, problem) !=
-        SQELRecordInfo::EStatus::Intact)
+    // A large enciphered record is digested while it is deciphered (the pipe
+    // is declared after the data it reads, so it stops first on any exit).
+    std::optional<CDigestPipe> pipe;
+    if (reader.cipher && entry.info.storedBytes >= kParallelBytes) pipe.emplace();
+    if (LoadRecord(*reader.in, reader.cipher.get(), index, entry, data, reader.spare, problem,
+                   pipe ? &*pipe : nullptr) != SQELRecordInfo::EStatus::Intact)
         op.Throw(QEL_FILE_READ_ERROR, "stream", problem);
-    // The digest is checked while the creator reads the record; whatever the
-    // creator made is dropped when the digest then fails.
-    auto const runs = RunsOf(data.GetStream());
-    CDigest digest(data.GetStream().SizeInBytes(), [&runs](auto&& visit) {
+    // Otherwise the digest is checked while the creator reads the record;
+    // whatever the creator made is dropped when the digest then fails.
+    std::vector<std::pair<unsigned char const*, std::int64_t>> runs;
+    if (!pipe) runs = RunsOf(data.GetStream());
+    CDigest digest(pipe ? 0 : data.GetStream().SizeInBytes(), [&runs](auto&& visit) {
         for (auto const& [run, n] : runs)
             visit(run, n);
     });
@@ -955,7 +1043,7 @@ void CQELParser::ReadObject(SReader& reader, int index) {
     } catch (...) {
         failure = std::current_exception();
     }
-    sMD5CheckSumValue const sum = digest.Get();
+    sMD5CheckSumValue const sum = pipe ? pipe->Finish() : digest.Get();
     if (!(sum == entry.info.digest))
         op.Throw(QEL_FILE_READ_ERROR, "stream", DigestProblem(index, entry.info, sum));
     if (failure) std::rethrow_exception(failure);

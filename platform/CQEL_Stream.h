@@ -82,6 +82,25 @@ class QEL_API CQEL_Stream {
         return value;
     }
 
+    // Appends bytes at the end of the data, written in place by the caller:
+    // produce(pointer, count) is called for each contiguous run of the new
+    // storage, in order, and must fill it. The put position moves to the end.
+    template <class Producer>
+    void Produce(std::int64_t bytes, Producer&& produce) {
+        OwnView();
+        std::int64_t const end = m_size + bytes;
+        EnsureCapacity(end);
+        for (std::int64_t at = m_size; at < end;) {
+            std::size_t const k = ChunkOf(at);
+            std::int64_t const offset = at - ChunkStart(k);
+            std::int64_t const run = std::min(ChunkSize(k) - offset, end - at);
+            produce(m_chunks[k].get() + offset, run);
+            at += run;
+            m_size = at;  // what is produced is kept, should a later run throw
+        }
+        m_put = m_size;
+    }
+
     // Calls visit(pointer, bytes) for each contiguous run of the data, in order.
     template <class Visitor>
     void ForEachRun(Visitor&& visit) const {
