@@ -30,6 +30,7 @@
 #include "formats/CProgressText.h"
 #include "formats/CQELCipher.h"
 #include "formats/CQEL_ObjectCreators.h"
+#include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
 #include "platform/CThreadBasedClass.h"
 
@@ -1081,6 +1082,9 @@ bool CQELParser::Import(CQEL_String const& path, CQEL_String const& encryptionKe
     CQEL_Operation const& op = ImportOp();
     return op.Run([&] {
         ClearObjects();
+        // A mapped file that another process cuts short faults when read:
+        // on this thread too that becomes an exception, not the end of the host.
+        CFaultTranslationScope const faults;
         CFileSource source(path);
         SReader reader;
         reader.in = &source;

@@ -106,10 +106,10 @@ class QEL_API CQELParser {
     // damaged or tampered file.
     bool Import(CQEL_Stream& stream, CQEL_String const& encryptionKey);
     // The same from a file; reason 22 when it does not exist. A regular file
-    // is mapped and its plain records are read where they lie, so the file
-    // must not be cut short by another process during the call: that faults,
-    // and the fault is a CQEL_Exception only on threads with the library's
-    // fault translator (CFaultTranslator).
+    // is mapped and its plain records are read where they lie; should another
+    // process cut it short during the call, the read faults, and the fault is
+    // thrown as CQEL_Exception reason 32 (the call translates faults on its
+    // thread while it runs; see CFaultTranslator).
     bool Import(CQEL_String const& path, CQEL_String const& encryptionKey);
 
     // Reads the header and index and checks every record (digest and, with a

@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <functional>
 #include <random>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/CExportData.h"
@@ -545,6 +547,42 @@ TEST_F(QELParserTest, PathImport_FileCutAtEveryLengthThrowsReason23) {
             ASSERT_EQ(parser.GetNumObjects(), 0);
         }
     }
+}
+
+// Cuts the container short while its record is being read from the mapping.
+class CTruncatingCreator final : public IObjectCreator {
+  public:
+    explicit CTruncatingCreator(std::string file) : m_file(std::move(file)) {}
+    ISerialisable* CreateObject(CImportData* data) override {
+        std::filesystem::resize_file(m_file, 0);
+        auto blob = std::make_unique<CTestBlob>();
+        blob->Deserialise(data);
+        return blob.release();
+    }
+
+  private:
+    std::string m_file;
+};
+
+TEST_F(QELParserTest, PathImport_FileCutShortDuringTheReadThrowsOnAHostThread) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "a fault is thrown from its signal handler, which ThreadSanitizer reports as such";
+#endif
+    STempDir const temp;
+    CQEL_String const path = temp.Path("shrinking.qel");
+    CQELParser parser;
+    CTestBlob const blob(Pattern(std::size_t(64) << 10, 21));  // below the size that uses threads
+    CQEL_Array<ISerialisable const*> objects;
+    objects.PushBack(&blob, 1);
+    ASSERT_TRUE(parser.Export(path, objects, CQEL_String()));
+    CTruncatingCreator truncating(path.GetArray());
+    CQELParser::RegisterObjectCreator(CQEL_String::FromASCII(kBlobId), &truncating);
+    // A thread of the host's own, which has no fault translation of its own.
+    std::pair<int, std::string> thrown;
+    std::thread([&] { thrown = Thrown([&] { parser.Import(path, CQEL_String()); }); }).join();
+    CQELParser::RegisterObjectCreator(CQEL_String::FromASCII(kBlobId), &creator);
+    EXPECT_EQ(thrown.first, QEL_UNHANDLED) << thrown.second;
+    EXPECT_EQ(parser.GetNumObjects(), 0);
 }
 
 // Records of several MiB are written, digested and read on two threads.
