@@ -156,6 +156,7 @@ class CQEL_Array {
         std::swap(m_allocated, other.m_allocated);
         std::swap(m_base, other.m_base);
         std::swap(m_minimum, other.m_minimum);
+        std::swap(m_shrinkBelow, other.m_shrinkBelow);
         std::swap(m_default, other.m_default);
     }
 
@@ -292,6 +293,7 @@ class CQEL_Array {
         Free();
         m_data = base ? base + offset : nullptr;
         m_allocated = allocate;
+        UpdateShrinkThreshold();
         m_base = base;
         m_count = 0;
         CreateElements(m_data, count, nullptr);
@@ -560,6 +562,7 @@ class CQEL_Array {
                     m_data = m_base = static_cast<T*>(
                         CQEL_Allocate::ReAllocateMemory(base, std::size_t(newAllocated) * sizeof(T)));
                     m_allocated = newAllocated;
+                    UpdateShrinkThreshold();
                 } catch (std::bad_alloc const&) {
                     // A block that cannot be made smaller stays as it is.
                 }
@@ -587,6 +590,7 @@ class CQEL_Array {
         m_data = fresh;
         m_base = m_data;
         m_allocated = newAllocated;
+        UpdateShrinkThreshold();
         m_count = newCount;
     }
 
@@ -647,9 +651,11 @@ class CQEL_Array {
     // shrinks the storage: more than `minimum` slots and remaining below a
     // third of them. remaining < allocated / 3 (integer division) is
     // 3 * (remaining + 1) <= allocated, which needs no division.
-    bool ShrinkDue(int remaining) const {
-        return m_allocated > m_minimum && 3 * (std::int64_t(remaining) + 1) <= m_allocated;
-    }
+    // A removal down to `remaining` elements shrinks the storage when more
+    // than the minimum is allocated and remaining < allocated / 3, i.e.
+    // remaining < floor(allocated / 3): kept as one number for the removal fast path.
+    bool ShrinkDue(int remaining) const { return remaining < m_shrinkBelow; }
+    void UpdateShrinkThreshold() { m_shrinkBelow = m_allocated > m_minimum ? m_allocated / 3 : 0; }
     [[gnu::noinline]] void ShrinkBack(int n) {
         if (n < 0 || n > m_count)
             Fail("RemoveElements_Back", __LINE__, QEL_PARAMETER_OUT_OF_RANGE, "num_elements_to_remove",
@@ -666,6 +672,7 @@ class CQEL_Array {
         m_data = m_base =
             static_cast<T*>(CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T)));
         m_allocated = newAllocated;
+        UpdateShrinkThreshold();
         CreateElements(m_data + m_count, delta, source);
         m_count += delta;
     }
@@ -680,6 +687,7 @@ class CQEL_Array {
         m_data = nullptr;
         m_count = 0;
         m_allocated = 0;
+        UpdateShrinkThreshold();
         m_base = nullptr;
     }
     void Free() {
@@ -725,6 +733,7 @@ class CQEL_Array {
         m_data = fresh;
         m_base = m_data;
         m_allocated = slots;
+        UpdateShrinkThreshold();
     }
     void RequireElements(char const* operation, long line) const {
         if (m_count == 0) Fail(operation, line, QEL_NULL_PARAMETER, "", "Array is empty");
@@ -745,6 +754,7 @@ class CQEL_Array {
     // m_data - m_base, so that removing at the front moves one pointer.
     T* m_base;
     int m_minimum;
+    int m_shrinkBelow;  // see ShrinkDue
     T* m_default = nullptr;
 };
 
