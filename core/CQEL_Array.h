@@ -649,11 +649,9 @@ class CQEL_Array {
     }
     // Whether removing down to `remaining` elements (0 <= remaining < count)
     // shrinks the storage: more than `minimum` slots and remaining below a
-    // third of them. remaining < allocated / 3 (integer division) is
-    // 3 * (remaining + 1) <= allocated, which needs no division.
-    // A removal down to `remaining` elements shrinks the storage when more
-    // than the minimum is allocated and remaining < allocated / 3, i.e.
-    // remaining < floor(allocated / 3): kept as one number for the removal fast path.
+    // third of them, i.e. remaining < floor(allocated / 3). The bound is kept
+    // as one number, refreshed whenever the slots change, so that the removal
+    // fast path compares once.
     bool ShrinkDue(int remaining) const { return remaining < m_shrinkBelow; }
     void UpdateShrinkThreshold() { m_shrinkBelow = m_allocated > m_minimum ? m_allocated / 3 : 0; }
     [[gnu::noinline]] void ShrinkBack(int n) {
