@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdio>
@@ -156,47 +155,24 @@ class CTask final : public CThreadBasedClass {
     std::function<void()> m_body;
 };
 
-// MD5 of a run walker's bytes, on a thread of its own when there are enough
-// of them to pay for one.
-class CDigest {
+// MD5 of a record's plain bytes, handed over piece by piece as they become
+// plain (deciphered, or read). A large record is digested on a library
+// thread of its own, beside the deciphering and the creator's reading; a
+// small one inline. Pieces must stay in place until Finish or Cancel returns.
+class CRecordDigest {
   public:
-    template <class Walk>
-    CDigest(std::int64_t bytes, Walk walk) {
-        auto body = [this, walk] {
-            CQEL_MD5 md5;
-            walk([&](unsigned char const* run, std::int64_t n) {
-                if (!m_stop.load(std::memory_order_relaxed)) md5.Update(run, std::size_t(n));
-            });
-            m_digest = md5.Finish();
-        };
-        if (bytes >= kParallelBytes)
-            m_task = std::make_unique<CTask>(body);
-        else
-            body();
+    explicit CRecordDigest(bool threaded) {
+        if (threaded) m_task.emplace([this] { Run(); });
     }
-    ~CDigest() { m_stop = true; }
-    sMD5CheckSumValue Get() {
-        if (m_task) m_task->Join();
-        return m_digest;
-    }
-
-  private:
-    std::atomic<bool> m_stop{false};
-    sMD5CheckSumValue m_digest;
-    std::unique_ptr<CTask> m_task;
-};
-
-// MD5 of pieces handed over one at a time while they are being produced (a
-// record deciphered piece by piece), on a library thread of its own. The
-// pieces must stay in place until Finish or Cancel returns.
-class CDigestPipe {
-  public:
-    CDigestPipe() : m_task([this] { Run(); }) {}
-    ~CDigestPipe() { Cancel(); }
-    CDigestPipe(CDigestPipe const&) = delete;
-    CDigestPipe& operator=(CDigestPipe const&) = delete;
+    ~CRecordDigest() { Cancel(); }
+    CRecordDigest(CRecordDigest const&) = delete;
+    CRecordDigest& operator=(CRecordDigest const&) = delete;
 
     void Feed(unsigned char const* piece, std::int64_t bytes) {
+        if (!m_task) {
+            m_md5.Update(piece, std::size_t(bytes));
+            return;
+        }
         {
             std::lock_guard guard(m_mutex);
             m_pieces.emplace_back(piece, bytes);
@@ -205,15 +181,17 @@ class CDigestPipe {
     }
     // The digest of everything fed.
     sMD5CheckSumValue Finish() {
+        if (!m_task) return m_md5.Finish();
         Close(false);
-        m_task.Join();
+        m_task->Join();
         return m_digest;
     }
     // Stops without digesting what is left; returns when the thread is done.
     void Cancel() noexcept {
+        if (!m_task) return;
         Close(true);
         try {
-            m_task.Join();
+            m_task->Join();
         } catch (...) {  // a fault of the digest no longer matters
         }
     }
@@ -228,7 +206,6 @@ class CDigestPipe {
         m_ready.notify_one();
     }
     void Run() {
-        CQEL_MD5 md5;
         for (;;) {
             std::pair<unsigned char const*, std::int64_t> piece;
             {
@@ -238,18 +215,19 @@ class CDigestPipe {
                 piece = m_pieces.front();
                 m_pieces.pop_front();
             }
-            md5.Update(piece.first, std::size_t(piece.second));
+            m_md5.Update(piece.first, std::size_t(piece.second));
         }
-        m_digest = md5.Finish();
+        m_digest = m_md5.Finish();
     }
 
+    CQEL_MD5 m_md5;  // the thread's alone while there is one
     std::mutex m_mutex;
     std::condition_variable m_ready;
     std::deque<std::pair<unsigned char const*, std::int64_t>> m_pieces;
     bool m_closed = false;
     bool m_cancelled = false;
     sMD5CheckSumValue m_digest;
-    CTask m_task;  // last: it starts once everything above is ready
+    std::optional<CTask> m_task;  // last: it starts once everything above is ready
 };
 
 // Where an export goes: a stream, or a file written beside its target.
@@ -923,12 +901,12 @@ CQEL_String DigestProblem(int index, SQELRecordInfo const& info, sMD5CheckSumVal
 
 // Puts record index's plain bytes into data: a view of the source where the
 // record is stored plain in memory, else a copy, deciphered and authenticated
-// in an enciphered file (into spare when it has room). The digest is left to
-// the caller. Returns the record's status and, unless intact, a message
-// saying what is wrong.
+// in an enciphered file (into spare when it has room), and feeds the plain
+// bytes to digest as they become plain; the caller finishes the digest.
+// Returns the record's status and, unless intact, a message saying what is wrong.
 SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* cipher, int index,
                                    SIndexEntry const& entry, CImportData& data, CQEL_Stream& spare,
-                                   CQEL_String& problem, CDigestPipe* digest = nullptr) {
+                                   CQEL_String& problem, CRecordDigest& digest) {
     SQELRecordInfo const& info = entry.info;
     if (info.status == SQELRecordInfo::EStatus::Outside) {
         problem =
@@ -948,12 +926,14 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
     plain.Reset();
     data.SetIndex(info.classIdentifier, info.className, info.typeName, info.indexField1, info.indexField2,
                   info.owner, index);
+    auto feed = [&digest](unsigned char const* run, std::int64_t n) { digest.Feed(run, n); };
     if (!cipher) {
         if (unsigned char const* view = in.View(info.offset))
             plain.AttachView(view, stored);
         else
             in.ForEachRun(info.offset, stored,
                           [&](unsigned char const* run, std::int64_t n) { plain.Put(run, n); });
+        plain.ForEachRun(feed);
         plain.SeekGetPosition(0);
         return SQELRecordInfo::EStatus::Intact;
     }
@@ -976,7 +956,7 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
             for (std::int64_t done = 0; done < n; done += kPiece) {
                 std::int64_t const piece = std::min(kPiece, n - done);
                 open.Update(source, run + done, piece);
-                if (digest) digest->Feed(run + done, piece);
+                digest.Feed(run + done, piece);
                 source += piece;
             }
         });
@@ -990,10 +970,10 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
                               plain.Put(buffer.get(), piece);
                           }
                       });
-        if (digest) plain.ForEachRun([&](unsigned char const* run, std::int64_t n) { digest->Feed(run, n); });
+        plain.ForEachRun(feed);
     }
     if (!open.Open(tag)) {
-        if (digest) digest->Cancel();  // before the pieces it reads go
+        digest.Cancel();  // before the pieces it reads go
         plain.Reset();
         problem =
             RecordName(index, info) +
@@ -1004,14 +984,6 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
     return SQELRecordInfo::EStatus::Intact;
 }
 
-// The places of a record's bytes, taken before the creator reads them, so
-// that a digest thread walks memory rather than the stream the creator moves in.
-std::vector<std::pair<unsigned char const*, std::int64_t>> RunsOf(CQEL_Stream const& stream) {
-    std::vector<std::pair<unsigned char const*, std::int64_t>> runs;
-    stream.ForEachRun([&](unsigned char const* run, std::int64_t n) { runs.emplace_back(run, n); });
-    return runs;
-}
-
 }  // namespace
 
 void CQELParser::ReadObject(SReader& reader, int index) {
@@ -1020,21 +992,13 @@ void CQELParser::ReadObject(SReader& reader, int index) {
     if (!entry.info.hasCreator) return;  // no creator: skipped
     CImportData data;
     CQEL_String problem;
-    // A large enciphered record is digested while it is deciphered (the pipe
-    // is declared after the data it reads, so it stops first on any exit).
-    std::optional<CDigestPipe> pipe;
-    if (reader.cipher && entry.info.storedBytes >= kParallelBytes) pipe.emplace();
-    if (LoadRecord(*reader.in, reader.cipher.get(), index, entry, data, reader.spare, problem,
-                   pipe ? &*pipe : nullptr) != SQELRecordInfo::EStatus::Intact)
+    // The digest is checked while the record is deciphered and the creator
+    // reads it; whatever the creator made is dropped when the digest then
+    // fails. (Declared after the data it reads, it stops first on any exit.)
+    CRecordDigest digest(entry.info.storedBytes >= kParallelBytes);
+    if (LoadRecord(*reader.in, reader.cipher.get(), index, entry, data, reader.spare, problem, digest) !=
+        SQELRecordInfo::EStatus::Intact)
         op.Throw(QEL_FILE_READ_ERROR, "stream", problem);
-    // Otherwise the digest is checked while the creator reads the record;
-    // whatever the creator made is dropped when the digest then fails.
-    std::vector<std::pair<unsigned char const*, std::int64_t>> runs;
-    if (!pipe) runs = RunsOf(data.GetStream());
-    CDigest digest(pipe ? 0 : data.GetStream().SizeInBytes(), [&runs](auto&& visit) {
-        for (auto const& [run, n] : runs)
-            visit(run, n);
-    });
     std::unique_ptr<ISerialisable> object;
     std::exception_ptr failure;
     try {
@@ -1044,7 +1008,7 @@ void CQELParser::ReadObject(SReader& reader, int index) {
     } catch (...) {
         failure = std::current_exception();
     }
-    sMD5CheckSumValue const sum = pipe ? pipe->Finish() : digest.Get();
+    sMD5CheckSumValue const sum = digest.Finish();
     if (!(sum == entry.info.digest))
         op.Throw(QEL_FILE_READ_ERROR, "stream", DigestProblem(index, entry.info, sum));
     if (failure) std::rethrow_exception(failure);
@@ -1105,15 +1069,12 @@ bool CQELParser::Inspect(CQEL_Stream& stream, CQEL_String const& encryptionKey,
         for (int i = 0; i < int(reader.count); ++i) {
             SIndexEntry entry = ReadIndexEntry(source, reader.indexOffset, reader.size, i);
             CQEL_String problem;
+            CRecordDigest digest(false);
             entry.info.status =
-                LoadRecord(source, reader.cipher.get(), i, entry, data, reader.spare, problem);
-            if (entry.info.status == SQELRecordInfo::EStatus::Intact) {
-                CQEL_MD5 md5;
-                data.GetStream().ForEachRun(
-                    [&](unsigned char const* run, std::int64_t n) { md5.Update(run, std::size_t(n)); });
-                if (!(md5.Finish() == entry.info.digest))
-                    entry.info.status = SQELRecordInfo::EStatus::Damaged;
-            }
+                LoadRecord(source, reader.cipher.get(), i, entry, data, reader.spare, problem, digest);
+            if (entry.info.status == SQELRecordInfo::EStatus::Intact &&
+                !(digest.Finish() == entry.info.digest))
+                entry.info.status = SQELRecordInfo::EStatus::Damaged;
             data.GetStream().Reset();
             records.PushBack(entry.info, 1);
         }
