@@ -68,27 +68,16 @@ void CQEL_Stream::Put(void const* data, std::int64_t bytes) {
     OwnView();
     std::int64_t const end = m_put + bytes;
     EnsureCapacity(end);
-    if (m_put > m_size) {
-        // The put position was sought past the end: the gap reads as zeros.
-        std::int64_t const gapEnd = m_put;
-        m_put = m_size;
-        while (m_put < gapEnd) {
-            std::size_t const k = ChunkOf(m_put);
-            std::int64_t const at = m_put - ChunkStart(k);
-            std::int64_t const run = std::min(ChunkSize(k) - at, gapEnd - m_put);
-            std::memset(m_chunks[k].get() + at, 0, std::size_t(run));
-            m_put += run;
-        }
-    }
+    // A put position sought past the end leaves a gap that reads as zeros.
+    if (m_put > m_size)
+        ForEachChunkRun(m_size, m_put,
+                        [](unsigned char* run, std::int64_t n) { std::memset(run, 0, std::size_t(n)); });
     auto const* from = static_cast<unsigned char const*>(data);
-    while (m_put < end) {
-        std::size_t const k = ChunkOf(m_put);
-        std::int64_t const at = m_put - ChunkStart(k);
-        std::int64_t const run = std::min(ChunkSize(k) - at, end - m_put);
-        std::memcpy(m_chunks[k].get() + at, from, std::size_t(run));
-        from += run;
-        m_put += run;
-    }
+    ForEachChunkRun(m_put, end, [&from](unsigned char* run, std::int64_t n) {
+        std::memcpy(run, from, std::size_t(n));
+        from += n;
+    });
+    m_put = end;
     m_size = std::max(m_size, end);
 }
 
@@ -101,20 +90,11 @@ void CQEL_Stream::Get(void* data, std::int64_t bytes) {
             CQEL_String::FromFormat("Attempt to read %lld bytes at position %lld of a stream of %lld bytes",
                                     (long long)bytes, (long long)m_get, (long long)m_size));
     auto* to = static_cast<unsigned char*>(data);
-    if (m_view) {
-        std::memcpy(to, m_view + m_get, std::size_t(bytes));
-        m_get += bytes;
-        return;
-    }
-    std::int64_t const end = m_get + bytes;
-    while (m_get < end) {
-        std::size_t const k = ChunkOf(m_get);
-        std::int64_t const at = m_get - ChunkStart(k);
-        std::int64_t const run = std::min(ChunkSize(k) - at, end - m_get);
-        std::memcpy(to, m_chunks[k].get() + at, std::size_t(run));
-        to += run;
-        m_get += run;
-    }
+    ForEachRun(m_get, m_get + bytes, [&to](unsigned char const* run, std::int64_t n) {
+        std::memcpy(to, run, std::size_t(n));
+        to += n;
+    });
+    m_get += bytes;
 }
 
 bool CQEL_Stream::GetLine(CQEL_String& line) {

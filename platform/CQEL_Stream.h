@@ -90,14 +90,10 @@ class QEL_API CQEL_Stream {
         OwnView();
         std::int64_t const end = m_size + bytes;
         EnsureCapacity(end);
-        for (std::int64_t at = m_size; at < end;) {
-            std::size_t const k = ChunkOf(at);
-            std::int64_t const offset = at - ChunkStart(k);
-            std::int64_t const run = std::min(ChunkSize(k) - offset, end - at);
-            produce(m_chunks[k].get() + offset, run);
-            at += run;
-            m_size = at;  // what is produced is kept, should a later run throw
-        }
+        ForEachChunkRun(m_size, end, [&](unsigned char* run, std::int64_t n) {
+            produce(run, n);
+            m_size += n;  // what is produced is kept, should a later run throw
+        });
         m_put = m_size;
     }
 
@@ -115,13 +111,9 @@ class QEL_API CQEL_Stream {
             if (from < to) visit(m_view + from, to - from);
             return;
         }
-        while (from < to) {
-            std::size_t const k = ChunkOf(from);
-            std::int64_t const at = from - ChunkStart(k);
-            std::int64_t const run = std::min(ChunkSize(k) - at, to - from);
-            visit(static_cast<unsigned char const*>(m_chunks[k].get()) + at, run);
-            from += run;
-        }
+        ForEachChunkRun(from, to, [&visit](unsigned char* run, std::int64_t n) {
+            visit(static_cast<unsigned char const*>(run), n);
+        });
     }
 
     // Writes the whole stream to a file (through a temporary file beside it,
@@ -144,6 +136,18 @@ class QEL_API CQEL_Stream {
         return std::size_t(std::bit_width(std::uint64_t(position / kFirstChunk + 1)) - 1);
     }
     void EnsureCapacity(std::int64_t bytes);
+    // Calls f(pointer, bytes) for each run of chunk storage in [from, to),
+    // which must lie within the chunks made so far.
+    template <class F>
+    void ForEachChunkRun(std::int64_t from, std::int64_t to, F&& f) const {
+        while (from < to) {
+            std::size_t const k = ChunkOf(from);
+            std::int64_t const at = from - ChunkStart(k);
+            std::int64_t const run = std::min(ChunkSize(k) - at, to - from);
+            f(m_chunks[k].get() + at, run);
+            from += run;
+        }
+    }
     // Copies an attached view into owned chunks.
     void OwnView();
 
