@@ -75,6 +75,20 @@ void COutputFile::Write(void const* data, std::size_t bytes) {
     m_used += bytes;
 }
 
+void COutputFile::WriteAt(std::int64_t offset, void const* data, std::size_t bytes) {
+    Flush();
+    auto const* from = static_cast<char const*>(data);
+    for (std::size_t done = 0; done < bytes;) {
+        ssize_t const written = ::pwrite(m_fd, from + done, bytes - done, off_t(offset + std::int64_t(done)));
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0)
+            WriteOp().Throw(QEL_FILE_WRITE_ERROR, "path",
+                            CQEL_String::FromFormat("Cannot write %s: %s", m_path.c_str(),
+                                                    std::strerror(written < 0 ? errno : ENOSPC)));
+        done += std::size_t(written);
+    }
+}
+
 void COutputFile::Flush() {
     std::size_t done = 0;
     while (done < m_used) {

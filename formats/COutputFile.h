@@ -25,6 +25,10 @@ class COutputFile {
     // Buffered write; throws reason 24 when the file cannot take the bytes.
     void Write(void const* data, std::size_t bytes);
     void Write(std::string_view text) { Write(text.data(), text.size()); }
+    // Overwrites bytes at offset from the start (a header patched at the
+    // end), after what was written before; for files opened without append.
+    // Throws reason 24 as Write does.
+    void WriteAt(std::int64_t offset, void const* data, std::size_t bytes);
     // Flushes and closes; renames the new file over the target. Throws reason 24.
     void Commit();
 

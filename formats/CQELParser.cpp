@@ -26,6 +26,7 @@
 #include "core/CImportData.h"
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_Output_Events.h"
+#include "formats/COutputFile.h"
 #include "formats/CProgressText.h"
 #include "formats/CQELCipher.h"
 #include "formats/CQEL_ObjectCreators.h"
@@ -262,54 +263,22 @@ CQEL_Operation const& ExportOp() {
 // then, and whenever writing fails, the target stays as it was.
 class CFileSink final : public IQELSink {
   public:
-    explicit CFileSink(CQEL_String const& path) : m_target(path.GetArray()) {
-        if (m_target.empty()) ExportOp().Throw(QEL_INVALID_PATH, "path", "The file path is not set.");
-        m_temporary = m_target + ".qeltmp." + std::to_string(::getpid());
-        m_fd = ::open(m_temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        if (m_fd < 0)
+    explicit CFileSink(CQEL_String const& path) {
+        std::string const target = path.GetArray();
+        if (target.empty()) ExportOp().Throw(QEL_INVALID_PATH, "path", "The file path is not set.");
+        if (!m_file.Open(target, false))
             ExportOp().Throw(
                 QEL_FILE_WRITE_ERROR, "path",
-                CQEL_String::FromFormat("Cannot create %s: %s", m_temporary.c_str(), std::strerror(errno)));
-    }
-    ~CFileSink() override {
-        if (m_fd >= 0) ::close(m_fd);
-        if (!m_committed) ::unlink(m_temporary.c_str());
+                CQEL_String::FromFormat("Cannot create %s: %s", target.c_str(), std::strerror(errno)));
     }
     void Append(unsigned char const* data, std::int64_t bytes) override {
-        while (bytes > 0) {
-            ssize_t const written = ::write(m_fd, data, std::size_t(std::min<std::int64_t>(bytes, 1 << 30)));
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) Fail(written < 0 ? errno : ENOSPC);
-            data += written;
-            bytes -= written;
-        }
+        m_file.Write(data, std::size_t(bytes));
     }
-    void PutHeader(Block const& header) override {
-        for (std::size_t done = 0; done < header.size();) {
-            ssize_t const written = ::pwrite(m_fd, header.data() + done, header.size() - done, off_t(done));
-            if (written < 0 && errno == EINTR) continue;
-            if (written <= 0) Fail(written < 0 ? errno : ENOSPC);
-            done += std::size_t(written);
-        }
-    }
-    void Commit() {
-        int const fd = m_fd;
-        m_fd = -1;
-        if (::close(fd) != 0) Fail(errno);
-        if (std::rename(m_temporary.c_str(), m_target.c_str()) != 0) Fail(errno);
-        m_committed = true;
-    }
+    void PutHeader(Block const& header) override { m_file.WriteAt(0, header.data(), header.size()); }
+    void Commit() { m_file.Commit(); }
 
   private:
-    [[noreturn]] void Fail(int cause) const {
-        ExportOp().Throw(
-            QEL_FILE_WRITE_ERROR, "path",
-            CQEL_String::FromFormat("Cannot write %s: %s", m_target.c_str(), std::strerror(cause)));
-    }
-    std::string m_target;
-    std::string m_temporary;
-    int m_fd = -1;
-    bool m_committed = false;
+    COutputFile m_file;
 };
 
 // Collects a record's stored bytes in pieces and hands full pieces to the
