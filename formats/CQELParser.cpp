@@ -907,10 +907,9 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
         return SQELRecordInfo::EStatus::Intact;
     }
     std::int64_t const cipherBytes = stored - CQELCipher::kRecordOverhead;
-    if (spare.SizeInBytes() == 0) {
-        plain = std::move(spare);
-        spare.Reset();
-    }
+    // The room made ready while the key was derived goes to the first record.
+    plain = std::move(spare);
+    spare.Reset();
     unsigned char nonce[CQELCipher::kNonceBytes];
     unsigned char tag[CQELCipher::kTagBytes];
     in.Read(info.offset, nonce, sizeof nonce);
