@@ -12,7 +12,6 @@
 #include <deque>
 #include <functional>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -163,7 +162,7 @@ class CTask final : public CThreadBasedClass {
 class CRecordDigest {
   public:
     explicit CRecordDigest(bool threaded) {
-        if (threaded) m_task.emplace([this] { Run(); });
+        if (threaded) m_task = std::make_unique<CTask>([this] { Run(); });
     }
     ~CRecordDigest() { Cancel(); }
     CRecordDigest(CRecordDigest const&) = delete;
@@ -228,7 +227,7 @@ class CRecordDigest {
     bool m_closed = false;
     bool m_cancelled = false;
     sMD5CheckSumValue m_digest;
-    std::optional<CTask> m_task;  // last: it starts once everything above is ready
+    std::unique_ptr<CTask> m_task;  // last: it starts once everything above is ready
 };
 
 // Where an export goes: a stream, or a file written beside its target.
