@@ -21,18 +21,6 @@ using namespace QEL::Core;
 
 namespace {
 
-// The text of the CQEL_Exception that call throws, line numbers replaced by '#'.
-std::string Thrown(std::function<void()> const& call, EQELExceptionReason reason) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), reason);
-        return WithoutLineNumbers(e.what());
-    }
-    ADD_FAILURE() << "no CQEL_Exception";
-    return {};
-}
-
 std::string Located(char const* operation) {
     return std::string("QEL::Core::CQEL_Array<double>::") + operation + " @ line # -> ";
 }

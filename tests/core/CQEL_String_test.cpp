@@ -37,18 +37,6 @@ std::vector<std::string> Strs(CQEL_Array<CQEL_String> const& list) {
     return out;
 }
 
-// The text of the CQEL_Exception that call throws, line numbers replaced by '#'.
-std::string Thrown(std::function<void()> const& call,
-                   EQELExceptionReason reason = QEL_PARAMETER_OUT_OF_RANGE) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), reason);
-        return WithoutLineNumbers(e.what());
-    }
-    ADD_FAILURE() << "no CQEL_Exception";
-    return {};
-}
 std::string Text2(char const* param, char const* operation, char const* message, char const* reason) {
     return std::string("Param name - ") + param + " Location - QEL::Core::CQEL_String::" + operation +
            " @ line # ->  Message - " + message + " " + reason;

@@ -3,8 +3,13 @@
 // compare them with the number replaced by '#'.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cctype>
+#include <functional>
 #include <string>
+
+#include "core/CQEL_Exception.h"
 
 // "... @ line 123   -> ..." becomes "... @ line # -> ...".
 inline std::string WithoutLineNumbers(std::string text) {
@@ -18,4 +23,17 @@ inline std::string WithoutLineNumbers(std::string text) {
         if (text.compare(end, 3, "-> ") == 0) text.replace(at, end - at, "@ line # ");
     }
     return text;
+}
+
+// The text of the CQEL_Exception that call throws, line numbers replaced by '#'.
+inline std::string Thrown(std::function<void()> const& call,
+                          QEL::Core::EQELExceptionReason reason = QEL::Core::QEL_PARAMETER_OUT_OF_RANGE) {
+    try {
+        call();
+    } catch (QEL::Core::CQEL_Exception const& e) {
+        EXPECT_EQ(e.GetExceptionReason(), reason);
+        return WithoutLineNumbers(e.what());
+    }
+    ADD_FAILURE() << "no CQEL_Exception";
+    return {};
 }
