@@ -147,47 +147,35 @@ struct SFloatTraps {
 
 }  // namespace
 
-TEST(FaultTranslator, LoadingThreadTranslatesDivisionByZero) {
+TEST(FaultTranslator, LoadingThreadTranslatesDivisionByZeroAndAccessViolation) {
     ASSERT_TRUE(CFaultTranslator::IsInstalledOnThisThread());
     auto const e = Caught([] { Operation([] { g_sink = Divide(1, g_zero); }); });
     EXPECT_EQ(e.GetExceptionReason(), QEL_DIVISION_BY_ZERO);
     EXPECT_EQ(std::string(e.what()), kTranslated + "Maths Exception: Division by zero!");
     // The thread goes on working and translating.
     EXPECT_EQ(Divide(6, 3), 2);
-    EXPECT_EQ(Caught([] { Operation([] { g_sink = Divide(2, g_zero); }); }).GetExceptionReason(),
-              QEL_DIVISION_BY_ZERO);
-}
-
-TEST(FaultTranslator, ReadThroughInvalidAddressIsAccessViolation) {
     CQEL_Array<double> values(3);
-    auto const e = Caught([&] { Operation([&] { g_sink = ReadPastEnd(values); }); });
-    EXPECT_EQ(e.GetExceptionReason(), QEL_ACCESS_VIOLATION);
-    EXPECT_EQ(std::string(e.what()), kTranslated + "Low level Exception: Access Violation!");
+    auto const access = Caught([&] { Operation([&] { g_sink = ReadPastEnd(values); }); });
+    EXPECT_EQ(access.GetExceptionReason(), QEL_ACCESS_VIOLATION);
+    EXPECT_EQ(std::string(access.what()), kTranslated + "Low level Exception: Access Violation!");
 }
 
 TEST(FaultTranslator, FloatingTrapsMapToTheirReasons) {
-    {
-        SFloatTraps traps(FE_OVERFLOW);
-        EXPECT_EQ(Caught([] { Operation([] { g_sink = Multiply(1e308, 1e10); }); }).GetExceptionReason(),
-                  QEL_FLOAT_OVERFLOW);
-    }
-    {
-        SFloatTraps traps(FE_UNDERFLOW);
-        EXPECT_EQ(Caught([] { Operation([] { g_sink = Multiply(1e-308, 1e-100); }); }).GetExceptionReason(),
-                  QEL_FLOAT_UNDERFLOW);
-    }
-    {
-        SFloatTraps traps(FE_DIVBYZERO);
-        EXPECT_EQ(
-            Caught([] { Operation([] { g_sink = 1.0 / Multiply(g_zero, 1.0); }); }).GetExceptionReason(),
-            QEL_DIVISION_BY_ZERO);
-    }
-    {
-        SFloatTraps traps(FE_INVALID);  // not singled out
-        EXPECT_EQ(Caught([] {
-                      Operation([] { g_sink = Multiply(g_zero, 1.0) / Multiply(g_zero, 1.0); });
-                  }).GetExceptionReason(),
-                  QEL_UNHANDLED);
+    struct SCase {
+        int trap;
+        void (*fault)();
+        EQELExceptionReason reason;
+    };
+    SCase const cases[] = {
+        {FE_OVERFLOW, [] { g_sink = Multiply(1e308, 1e10); }, QEL_FLOAT_OVERFLOW},
+        {FE_UNDERFLOW, [] { g_sink = Multiply(1e-308, 1e-100); }, QEL_FLOAT_UNDERFLOW},
+        {FE_DIVBYZERO, [] { g_sink = 1.0 / Multiply(g_zero, 1.0); }, QEL_DIVISION_BY_ZERO},
+        {FE_INVALID, [] { g_sink = Multiply(g_zero, 1.0) / Multiply(g_zero, 1.0); },
+         QEL_UNHANDLED},  // not singled out
+    };
+    for (SCase const& c : cases) {
+        SFloatTraps traps(c.trap);
+        EXPECT_EQ(Caught([&] { Operation(c.fault); }).GetExceptionReason(), c.reason) << c.trap;
     }
 }
 
@@ -200,10 +188,8 @@ TEST(FaultTranslator, LibraryThreadsTranslateAndReportThroughWait) {
     CWorker clean([] { EXPECT_TRUE(CFaultTranslator::IsInstalledOnThisThread()); });
     ASSERT_TRUE(clean.Start());
     EXPECT_NO_THROW(clean.Wait());
-}
 
-TEST(FaultTranslator, StackOverflowOnLibraryThreadIsReported) {
-    // Through frames compiled as unable to throw: the thread's own frame reports it.
+    // A stack overflow through frames compiled as unable to throw: the thread's own frame reports it.
     CWorker overflow([] { Operation([] { g_sink = Recurse(0); }); });
     ASSERT_TRUE(overflow.Start());
     auto const e = Caught([&] { overflow.Wait(); });

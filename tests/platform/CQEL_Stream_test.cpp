@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <vector>
 
@@ -21,6 +22,15 @@ std::vector<unsigned char> Pattern(std::size_t n, unsigned seed) {
     for (auto& b : bytes)
         b = static_cast<unsigned char>(random());
     return bytes;
+}
+
+int ReasonOf(std::function<void()> const& call) {
+    try {
+        call();
+    } catch (CQEL_Exception const& e) {
+        return e.GetExceptionReason();
+    }
+    return -1;
 }
 
 std::filesystem::path TempDir() {
@@ -68,12 +78,7 @@ TEST(Stream, ReadingPastTheEndThrowsReadErrorAndKeepsPosition) {
     CQEL_Stream stream;
     stream.PutValue<std::int32_t>(1);
     stream.SeekGetPosition(2);
-    try {
-        stream.GetValue<std::int32_t>();
-        FAIL();
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
-    }
+    EXPECT_EQ(ReasonOf([&] { stream.GetValue<std::int32_t>(); }), QEL_FILE_READ_ERROR);
     EXPECT_EQ(stream.TellGetPosition(), 2);
     EXPECT_THROW(stream.SeekGetPosition(5), CQEL_Exception);
     EXPECT_THROW(stream.SeekGetPosition(-1), CQEL_Exception);
@@ -108,21 +113,13 @@ TEST(Stream, FileRoundTripAndFailedWriteKeepsTarget) {
     // A directory cannot be replaced by a file: the write fails, the directory stays, no temporary is left.
     auto const blocked = dir / "blocked";
     std::filesystem::create_directories(blocked / "inside");
-    try {
-        out.WriteToFile(CQEL_String::FromASCII(blocked.c_str()));
-        FAIL();
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_WRITE_ERROR);
-    }
+    EXPECT_EQ(ReasonOf([&] { out.WriteToFile(CQEL_String::FromASCII(blocked.c_str())); }),
+              QEL_FILE_WRITE_ERROR);
     EXPECT_TRUE(std::filesystem::is_directory(blocked / "inside"));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir), std::filesystem::directory_iterator()),
               2);
 
-    try {
-        in.ReadFromFile(CQEL_String::FromASCII((dir / "missing").c_str()));
-        FAIL();
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_NOT_FOUND);
-    }
+    EXPECT_EQ(ReasonOf([&] { in.ReadFromFile(CQEL_String::FromASCII((dir / "missing").c_str())); }),
+              QEL_FILE_NOT_FOUND);
     std::filesystem::remove_all(dir);
 }
