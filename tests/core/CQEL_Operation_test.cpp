@@ -52,7 +52,7 @@ CQEL_Exception Caught(F&& call) {
 
 }  // namespace
 
-TEST(Operation, ChecksReportTheirOwnLines) {
+TEST(Operation, ChecksReportTheirOwnLinesAndBoundsAreInclusive) {
     EXPECT_DOUBLE_EQ(Sphere(10, 0.5), 20.0);
     auto const spacing = Caught([] { Sphere(10, 0); });
     auto const radius = Caught([] { Sphere(1.9, 1); });
@@ -66,9 +66,7 @@ TEST(Operation, ChecksReportTheirOwnLines) {
               "Param name - radius Location - " + Location(g_radiusLine) +
                   " Message - Parameter out of range Geometry Exception: Parameter "
                   "out of range!");
-}
-
-TEST(Operation, BoundsAreInclusiveAndNaNFails) {
+    // Bounds are inclusive; NaN fails.
     EXPECT_NO_THROW(Sphere(2, 1));
     EXPECT_NO_THROW(Sphere(1e9, 1e-6));
     EXPECT_THROW(Sphere(2, std::nan("")), CQEL_Exception);
