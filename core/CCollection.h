@@ -267,6 +267,9 @@ class CCollection : public ICollection {
         using CQEL_Array<T>::HasBackSlack;
         // One default element into a back slack with room (HasBackSlack).
         void AppendDefault() { this->AddElementInBackSlack(nullptr); }
+
+      protected:
+        bool CopiesFillValue() const override { return true; }
     };
 
     CDataManager* m_pDataManager;

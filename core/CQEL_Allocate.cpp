@@ -1,15 +1,49 @@
 // SPDX-License-Identifier: MIT
 #include "core/CQEL_Allocate.h"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
 namespace QEL::Core {
 
+namespace {
+
+// The huge page size of x86-64 and of 4 KiB-page AArch64; blocks are advised
+// from two of them on, so that at least one whole huge page lies inside.
+constexpr std::uintptr_t kHugePage = std::uintptr_t(2) << 20;
+constexpr std::size_t kAdviseFrom = 2 * kHugePage;
+
+// Advice only: where it is refused (huge pages disabled, an older kernel), the
+// block is simply used with small pages.
+void AdviseHugePages(void* memory, std::size_t bytes) noexcept {
+#ifdef MADV_HUGEPAGE
+    if (bytes < kAdviseFrom) return;
+    std::uintptr_t const first = (std::uintptr_t(memory) + kHugePage - 1) & ~(kHugePage - 1);
+    std::uintptr_t const last = (std::uintptr_t(memory) + bytes) & ~(kHugePage - 1);
+    if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+#else
+    (void)memory, (void)bytes;
+#endif
+}
+
+}  // namespace
+
 void* CQEL_Allocate::AllocateMemory(std::size_t bytes) {
     if (bytes == 0) return nullptr;
     void* memory = std::malloc(bytes);
     if (!memory) throw std::bad_alloc();
+    AdviseHugePages(memory, bytes);
+    return memory;
+}
+
+void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
+    if (bytes == 0) return nullptr;
+    void* memory = std::calloc(1, bytes);
+    if (!memory) throw std::bad_alloc();
+    AdviseHugePages(memory, bytes);
     return memory;
 }
 
@@ -20,6 +54,7 @@ void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept {
 void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes) {
     void* resized = std::realloc(memory, bytes ? bytes : 1);
     if (!resized) throw std::bad_alloc();
+    AdviseHugePages(resized, bytes);
     return resized;
 }
 

@@ -27,6 +27,7 @@
 #include <limits>
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "core/CQEL_Allocate.h"
@@ -289,14 +290,15 @@ class CQEL_Array {
             Fail("AllocateExplicit", __LINE__, QEL_INVALID_PARAMETER, "new_num_allocate",
                  "Sum of new number of elements and offset is greater than new number of elements to "
                  "allocate.");
-        T* const base = Allocate(allocate);  // before anything changes
+        bool const zeroed = count > 0 && FillIsZeroBytes(nullptr);
+        T* const base = zeroed ? AllocateZeroed(allocate) : Allocate(allocate);  // before anything changes
         Free();
         m_data = base ? base + offset : nullptr;
         m_allocated = allocate;
         UpdateShrinkThreshold();
         m_base = base;
         m_count = 0;
-        CreateElements(m_data, count, nullptr);
+        if (!zeroed) CreateElements(m_data, count, nullptr);
         m_count = count;
     }
 
@@ -450,6 +452,10 @@ class CQEL_Array {
         }
     }
     virtual void DestroyElements(T* first, int n) { DestroyRange(first, n); }
+    // Whether CreateElements is the one above, so that growth may take zeroed
+    // storage in place of writing zero fill values. A derived array says so by
+    // overriding this; one that does not always has its elements constructed.
+    virtual bool CopiesFillValue() const { return typeid(*this) == typeid(CQEL_Array); }
 
     // Relocates n elements; the ranges may overlap.
     static void ShiftElements(T* from, T* to, int n) {
@@ -533,7 +539,7 @@ class CQEL_Array {
                            newCount)
                 : std::max(int(double(newCount) * 1.5), m_minimum);
         if constexpr (std::is_trivially_copyable_v<T>) {
-            if (delta > 0 && atBack && Offset() == 0 && m_data) {
+            if (delta > 0 && atBack && Offset() == 0 && m_count > 0) {
                 // Plain elements at the start of their storage: extend the
                 // block, in place where the allocator can. The fill value may
                 // lie in the block, so it is read first.
@@ -569,11 +575,12 @@ class CQEL_Array {
                 return;
             }
         }
-        T* const fresh = Allocate(newAllocated);
+        bool const zeroed = delta > 0 && m_count == 0 && FillIsZeroBytes(source);
+        T* const fresh = zeroed ? AllocateZeroed(newAllocated) : Allocate(newAllocated);
         if (delta > 0) {
             // Construct first: source may lie in the old storage.
             try {
-                CreateElements(atBack ? fresh + m_count : fresh, delta, source);
+                if (!zeroed) CreateElements(atBack ? fresh + m_count : fresh, delta, source);
             } catch (...) {
                 CQEL_Allocate::DeAllocateMemory(fresh);
                 throw;
@@ -696,6 +703,32 @@ class CQEL_Array {
     }
     static T* Allocate(int slots) {
         return static_cast<T*>(CQEL_Allocate::AllocateMemory(std::size_t(slots) * sizeof(T)));
+    }
+    static T* AllocateZeroed(int slots) {
+        return static_cast<T*>(CQEL_Allocate::AllocateZeroedMemory(std::size_t(slots) * sizeof(T)));
+    }
+    // Whether elements made by CreateElements from source would be all zero
+    // bytes, so that zeroed storage holds them already: plain elements whose
+    // fill value is zero bytes, in an array whose element construction is the
+    // one of this class (CopiesFillValue). Growing a large array from nothing
+    // then leaves its pages untouched until they are filled. Padding that is
+    // not zero only costs the shortcut.
+    bool FillIsZeroBytes(T const* source) const {
+        if constexpr (std::is_trivially_copyable_v<T>) {
+            if (!CopiesFillValue()) return false;
+            T const* const fill = source ? source : m_default;
+            T value = fill ? *fill : T();
+#if defined(__has_builtin)
+#if __has_builtin(__builtin_clear_padding)
+            __builtin_clear_padding(&value);  // a copy need not carry the padding's bytes
+#endif
+#endif
+            static constexpr unsigned char kZeros[sizeof(T)] = {};
+            return std::memcmp(static_cast<void const*>(&value), kZeros, sizeof(T)) == 0;
+        } else {
+            (void)source;
+            return false;
+        }
     }
     static void DestroyRange(T* first, int n) {
         if constexpr (!std::is_trivially_destructible_v<T>)

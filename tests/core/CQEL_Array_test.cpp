@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -195,6 +197,39 @@ TEST(Array, Values_DefaultsSelfReferenceAndBytewiseEquality) {
     auto* const invalid = reinterpret_cast<double const*>(std::uintptr_t(0xBBADBEEF));
     EXPECT_EQ(&b[3], invalid);
     EXPECT_EQ(&b[-1], invalid);
+}
+
+// Growth from nothing may take zeroed storage instead of writing the fill
+// value; every fill value that is not zero bytes, and every derived array
+// with its own construction, must still be written.
+TEST(Array, GrowthFromNothing_GivesTheFillValueWithOrWithoutZeroedStorage) {
+    constexpr int kBig = 1 << 20;  // beyond the allocator's mapping threshold
+    for (int n : {100, kBig}) {
+        CQEL_Array<double> a;
+        a.PushBack(7.0, n);  // leaves dirty memory behind for the next round
+        a.PopBack(n);
+        a.CheckSpace(n);
+        EXPECT_EQ(std::count(a.begin(), a.end(), 0.0), n);
+
+        CQEL_Array<double> negative;
+        negative.SetDefaultValue(-0.0);
+        negative.CheckSpace(n);
+        EXPECT_TRUE(std::all_of(negative.begin(), negative.end(), [](double v) { return std::signbit(v); }));
+
+        CQEL_Array<double> exact;
+        exact.AllocateExplicit(n, n + 4, 2);
+        EXPECT_EQ(std::count(exact.begin(), exact.end(), 0.0), n);
+    }
+
+    struct SCounting final : CQEL_Array<int> {
+        int created = 0;
+        void CreateElements(int* destination, int n, int const* source) override {
+            created += n;
+            CQEL_Array<int>::CreateElements(destination, n, source);
+        }
+    } counting;
+    counting.CheckSpace(kBig);
+    EXPECT_EQ(counting.created, kBig);
 }
 
 // --- messages ---------------------------------------------------------------------------------
