@@ -31,7 +31,7 @@
 #include "formats/CQEL_ObjectCreators.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CQEL_Stream.h"
-#include "platform/CThreadBasedClass.h"
+#include "platform/CTask.h"
 
 namespace QEL::Core {
 
@@ -136,24 +136,6 @@ void ValidateKey(CQEL_Operation const& op, CQEL_String const& key) {
 // Records from this size on are written and digested on two threads; below
 // it a thread costs more than it saves.
 constexpr std::int64_t kParallelBytes = std::int64_t(4) << 20;
-
-// Runs a function on a library thread, so that a fault there becomes an
-// exception; Join waits and rethrows whatever escaped the function.
-class CTask final : public CThreadBasedClass {
-  public:
-    explicit CTask(std::function<void()> body) : m_body(std::move(body)) { Start(); }
-    ~CTask() override {
-        try {
-            Wait();
-        } catch (...) {  // the caller is unwinding from an error of its own already
-        }
-    }
-    void Join() { Wait(); }
-
-  private:
-    void Run() override { m_body(); }
-    std::function<void()> m_body;
-};
 
 // MD5 of a record's plain bytes, handed over piece by piece as they become
 // plain (deciphered, or read). A large record is digested on a library
