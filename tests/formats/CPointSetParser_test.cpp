@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <array>
 #include <cstring>
@@ -206,18 +207,35 @@ TEST_F(PointFiles, BIN_MarkersPlaceRunsInTheLastOrNewSectionsAndNeverMakeEmptyOn
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("markers.bin"), &set));
     EXPECT_EQ(set.GetNumSec(), 3);
 
-    // Sections that run across the reader's blocks of a few MiB.
-    CPointSet big = MakeSet(3, 150000, CPtsData::def, 16);
-    ASSERT_TRUE(CPointSetParser::WriteBINFile(Path("big.bin"), big, false));
-    CPointSet back;
-    ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("big.bin"), &back));
-    ASSERT_EQ(back.GetNumSec(), 3);
-    for (int s = 0; s < 3; ++s) {
-        ASSERT_EQ(back.get_Sec(s).GetNumPts(), 150000);
-        for (int i : {0, 74999, 149999}) {
-            CPoint3<double> const p = big.get_Sec(s).get_Pts(i);
-            EXPECT_EQ(CPoint3<double>(back.get_Sec(s).get_Pts(i)),
-                      CPoint3<double>(float(p.x), float(p.y), float(p.z)));
+    // Files large enough to be read in parts side by side (8 MiB and more
+    // per part): runs that cross a part's border or its blocks, a border
+    // that falls between two markers, and every point in its place.
+    constexpr int kRecords = 1500000;  // 18 MB, two parts or more
+    for (std::vector<int> const& markers :
+         {std::vector<int>{749999, 750000, 1050001}, std::vector<int>{1000000}, std::vector<int>{}}) {
+        std::string text(std::size_t(kRecords) * 12, '\xFF');
+        std::vector<int> expected(1, 0);
+        for (int r = 0, point = 0; r < kRecords; ++r) {
+            if (std::find(markers.begin(), markers.end(), r) != markers.end()) {
+                if (expected.back() > 0) expected.push_back(0);
+                continue;
+            }
+            std::array const xyz{float(point), -float(point), 0.5f};
+            std::memcpy(text.data() + std::size_t(r) * 12, xyz.data(), 12);
+            ++point, ++expected.back();
+        }
+        Write("big.bin", text);
+        CPointSet back;
+        ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("big.bin"), &back));
+        ASSERT_EQ(back.GetNumSec(), int(expected.size()));
+        int point = 0;
+        for (int s = 0; s < back.GetNumSec(); ++s) {
+            ASSERT_EQ(back.get_Sec(s).GetNumPts(), expected[std::size_t(s)]);
+            for (CPoint3<double> const p : back.get_Sec(s).GetPtsArray()) {
+                if (p != CPoint3<double>(point, -point, 0.5))
+                    FAIL() << "point " << point << " of section " << s;
+                ++point;
+            }
         }
     }
 }
