@@ -2,9 +2,11 @@
 #include "core/CQEL_Allocate.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace QEL::Core {
@@ -41,8 +43,25 @@ void* CQEL_Allocate::AllocateMemory(std::size_t bytes) {
 
 void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
     if (bytes == 0) return nullptr;
-    void* memory = std::calloc(1, bytes);
+    if (bytes < kAdviseFrom) {
+        void* memory = std::calloc(1, bytes);
+        if (!memory) throw std::bad_alloc();
+        return memory;
+    }
+    // A large block that the allocator hands out again would be cleared here,
+    // on the calling thread. Its whole pages are given back to the system
+    // instead, which maps zero pages in on first touch, wherever that
+    // happens: several threads filling the block then share the clearing.
+    // The few bytes beside those pages are cleared directly.
+    auto* const memory = static_cast<unsigned char*>(std::malloc(bytes));
     if (!memory) throw std::bad_alloc();
+    std::uintptr_t const page = std::uintptr_t(::sysconf(_SC_PAGESIZE));
+    std::uintptr_t const begin = std::uintptr_t(memory), end = begin + bytes;
+    std::uintptr_t const first = (begin + page - 1) & ~(page - 1), last = end & ~(page - 1);
+    std::memset(memory, 0, first - begin);
+    std::memset(reinterpret_cast<void*>(last), 0, end - last);
+    if (::madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED) != 0)
+        std::memset(reinterpret_cast<void*>(first), 0, last - first);  // locked memory, say
     AdviseHugePages(memory, bytes);
     return memory;
 }
