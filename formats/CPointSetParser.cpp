@@ -2,6 +2,7 @@
 #include "formats/CPointSetParser.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +25,7 @@
 #include "formats/CProgressText.h"
 #include "formats/CTextLineReader.h"
 #include "formats/QEL_TextNumbers.h"
+#include "platform/CFaultTranslator.h"
 #include "platform/CTask.h"
 
 namespace QEL::Core {
@@ -387,9 +389,12 @@ namespace {
 
 // A ".bin" file read by parts of whole 12-byte records. Large files are cut
 // into as many parts as there are processors (at most eight, at least 8 MiB
-// each), and the parts are read side by side, each into a buffer of its own:
-// filling millions of fresh points is bound by first touching their pages,
-// which several threads do faster than one.
+// each), and the parts are read side by side: filling millions of fresh
+// points is bound by first touching their pages, which several threads do
+// faster than one. The file is mapped where the system allows it (read in
+// place, with no copy), else read into a buffer per part. The caller and the
+// parts' threads translate faults, so a mapped file cut short by another
+// process while it is read gives reason 32, not the end of the process.
 class CBinRecords {
   public:
     static constexpr std::int64_t kRecord = 12;
@@ -398,7 +403,19 @@ class CBinRecords {
         : m_fd(fd), m_records(size / kRecord), m_path(path), m_op(op) {
         std::int64_t const byThreads = std::clamp<std::int64_t>(std::thread::hardware_concurrency(), 1, 8);
         m_parts = int(std::clamp<std::int64_t>(size / (std::int64_t(8) << 20), 1, byThreads));
+        if (size > 0) {
+            void* const mapped = ::mmap(nullptr, std::size_t(size), PROT_READ, MAP_PRIVATE, fd, 0);
+            if (mapped != MAP_FAILED) {
+                m_mapped = static_cast<unsigned char const*>(mapped);
+                m_mappedBytes = std::size_t(size);
+            }
+        }
     }
+    ~CBinRecords() {
+        if (m_mapped) ::munmap(const_cast<unsigned char*>(m_mapped), m_mappedBytes);
+    }
+    CBinRecords(CBinRecords const&) = delete;
+    CBinRecords& operator=(CBinRecords const&) = delete;
 
     int Parts() const { return m_parts; }
     std::int64_t Records() const { return m_records; }
@@ -411,21 +428,35 @@ class CBinRecords {
     // counts what all parts have read.
     template <class Visitor>
     void ForEachBlock(int part, std::atomic<std::int64_t>& done, Visitor&& visit) const {
-        std::vector<unsigned char> buffer(std::size_t(kRecord) << 16);  // 768 KiB, cache-sized
-        std::int64_t const blockRecords = std::int64_t(buffer.size()) / kRecord;
+        constexpr std::int64_t kBlockRecords = std::int64_t(1) << 16;  // 768 KiB, cache-sized
+        std::vector<unsigned char> buffer(m_mapped ? 0 : std::size_t(kRecord * kBlockRecords));
         for (std::int64_t first = PartBegin(part), end = PartEnd(part); first < end;) {
-            std::int64_t const count = std::min(blockRecords, end - first);
-            Read(buffer.data(), first * kRecord, count * kRecord);
-            visit(buffer.data(), first, count);
+            std::int64_t const count = std::min(kBlockRecords, end - first);
+            unsigned char const* records = m_mapped + first * kRecord;
+            if (!m_mapped) {
+                Read(buffer.data(), first * kRecord, count * kRecord);
+                records = buffer.data();
+            }
+            visit(records, first, count);
             done.fetch_add(count, std::memory_order_relaxed);
             first += count;
         }
     }
 
     static bool IsMarker(unsigned char const* record) {
-        static constexpr unsigned char kMarker[12] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                                                      0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-        return std::memcmp(record, kMarker, 12) == 0;
+        std::uint32_t x, yz[2];
+        std::memcpy(&x, record, 4);
+        if (x != ~std::uint32_t(0)) [[likely]]  // a NaN x: points almost never start so
+            return false;
+        std::memcpy(yz, record + 4, 8);
+        return (yz[0] & yz[1]) == ~std::uint32_t(0);
+    }
+    // The first marker among count records, or count.
+    static std::int64_t FindMarker(unsigned char const* records, std::int64_t count) {
+        std::int64_t r = 0;
+        while (r < count && !IsMarker(records + 12 * r))
+            ++r;
+        return r;
     }
 
     [[noreturn]] void Changed() const {
@@ -451,6 +482,8 @@ class CBinRecords {
     CQEL_String const& m_path;
     CQEL_Operation const& m_op;
     int m_parts = 1;
+    unsigned char const* m_mapped = nullptr;
+    std::size_t m_mappedBytes = 0;
 };
 
 // A maximal stretch of point records between markers: the first record's
@@ -480,6 +513,7 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
             op.Throw(QEL_FILE_READ_ERROR, "path",
                      CQEL_String::FromFormat("%s: its %lld bytes are not a whole number of 12-byte records",
                                              path.GetArray(), (long long)size));
+        CFaultTranslationScope const faults;
         CBinRecords const file(fd, size, path, op);
         CProgressText progress(FileLabel("reading", path), 2 * file.Records());
         std::atomic<std::int64_t> done{0};
@@ -493,18 +527,20 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
         std::vector<std::vector<SBinRun>> found(std::size_t(file.Parts()));
         RunInParts(file.Parts(), [&](int part) {
             std::vector<SBinRun>& runs = found[std::size_t(part)];
-            file.ForEachBlock(part, done,
-                              [&](unsigned char const* records, std::int64_t first, std::int64_t count) {
-                                  for (std::int64_t r = 0; r < count; ++r) {
-                                      if (CBinRecords::IsMarker(records + 12 * r)) continue;
-                                      std::int64_t const at = first + r;
-                                      if (!runs.empty() && runs.back().first + runs.back().count == at)
-                                          ++runs.back().count;
-                                      else
-                                          runs.push_back({at, 1});
-                                  }
-                                  report(part);
-                              });
+            file.ForEachBlock(
+                part, done, [&](unsigned char const* records, std::int64_t first, std::int64_t count) {
+                    for (std::int64_t r = 0; r < count; ++r) {
+                        std::int64_t const points = CBinRecords::FindMarker(records + 12 * r, count - r);
+                        if (points == 0) continue;
+                        std::int64_t const at = first + r;
+                        if (!runs.empty() && runs.back().first + runs.back().count == at)
+                            runs.back().count += points;
+                        else
+                            runs.push_back({at, points});
+                        r += points;  // onto the marker, or past the block
+                    }
+                    report(part);
+                });
         });
         std::vector<SBinRun> runs;
         for (auto& part : found) {
