@@ -34,7 +34,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <span>
+#include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "core/CDataManager.h"
@@ -126,8 +129,14 @@ class CCollection : public ICollection {
     // The value of the elements that the manager's growth creates: a
     // value-initialised T unless one is set.
     T GetDefaultValue() const { return m_array.GetDefaultValue(); }
-    void SetDefaultValue(T const& value) { m_array.SetDefaultValue(value); }
-    void ClearDefaultValue() { m_array.ClearDefaultValue(); }
+    void SetDefaultValue(T const& value) {
+        m_array.SetDefaultValue(value);
+        ForgetAppendPlan();
+    }
+    void ClearDefaultValue() {
+        m_array.ClearDefaultValue();
+        ForgetAppendPlan();
+    }
 
   protected:
     // --- structural operations (applied by the data manager) ------------------------
@@ -211,9 +220,42 @@ class CCollection : public ICollection {
             throw;
         }
     }
-    int GetNumAllocated() const override { return m_array.GetNumAllocated(); }
-    int GetMemoryOffset() const override { return m_array.GetMemoryOffset(); }
-    std::int64_t GetApproxSize() const override { return m_array.GetAllocatedSize(); }
+    // Only for this very class: a derived collection may do more on growth.
+    bool GetAppendSlot(SAppendSlot& slot) override {
+        return typeid(*this) == typeid(CCollection) && DescribeAppend(slot);
+    }
+    // The slot of appending to m_array as CheckSpace(Count() + 1) does into
+    // back slack, for element types that a copy of bytes creates.
+    bool DescribeAppend(SAppendSlot& slot) {
+        if constexpr (std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(slot.fill)) {
+            slot.elements = reinterpret_cast<unsigned char*>(m_array.begin());
+            slot.count = &m_array.CountField();
+            slot.flags[0] = m_pDataModified;
+            slot.flags[1] = m_pSizeChanged;
+            slot.room = m_array.GetNumAllocated() - m_array.GetMemoryOffset();
+            slot.size = std::uint32_t(sizeof(T));
+            T fill = m_array.GetDefaultValue();
+#if defined(__has_builtin)
+#if __has_builtin(__builtin_clear_padding)
+            __builtin_clear_padding(&fill);  // appended elements all carry the same bytes
+#endif
+#endif
+            std::memcpy(slot.fill, static_cast<void const*>(&fill), sizeof(T));
+            return true;
+        } else {
+            (void)slot;
+            return false;
+        }
+    }
+    int GetNumAllocated() const override {
+        return m_array.GetNumAllocated();
+    }
+    int GetMemoryOffset() const override {
+        return m_array.GetMemoryOffset();
+    }
+    std::int64_t GetApproxSize() const override {
+        return m_array.GetAllocatedSize();
+    }
     bool IsSameKind(ICollection const* other) const override {
         return dynamic_cast<CCollection const*>(other) != nullptr;
     }
@@ -231,12 +273,19 @@ class CCollection : public ICollection {
         if (m_pSizeChanged) *m_pSizeChanged = true;
     }
     // The elements, writable, for variants that maintain them (no flag is set).
-    T* Elements() { return m_array.begin(); }
+    T* Elements() {
+        return m_array.begin();
+    }
 
     [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason,
                                   char const* paramName, char const* message) {
         Detail::ThrowContainerError({"CCollection", Detail::TypeName<T>(), operation, line}, reason,
                                     paramName, message);
+    }
+
+    // To be called when the fill value or a flag changes (GetAppendSlot).
+    void ForgetAppendPlan() {
+        ForgetAppendSlots(m_pDataManager);
     }
 
     bool* m_pDataModified = nullptr;
@@ -267,6 +316,7 @@ class CCollection : public ICollection {
         using CQEL_Array<T>::HasBackSlack;
         // One default element into a back slack with room (HasBackSlack).
         void AppendDefault() { this->AddElementInBackSlack(nullptr); }
+        using CQEL_Array<T>::CountField;
 
       protected:
         bool CopiesFillValue() const override { return true; }

@@ -13,6 +13,8 @@
 // The flags must outlive the collection, or be replaced by null first.
 #pragma once
 
+#include <typeinfo>
+
 #include "core/CCollection.h"
 
 namespace QEL::Core {
@@ -26,10 +28,14 @@ class CCollection_Internal : public CCollection<T> {
     // flag (may be null) is set to true whenever the elements change.
     void SetDataModifiedFlag(bool* flag) {
         this->m_pDataModified = flag;
+        this->ForgetAppendPlan();
         DataModifiedFlagChanged();
     }
     // flag (may be null) is set to true whenever the number of elements changes.
-    void SetCheckSpaceFlag(bool* flag) { this->m_pSizeChanged = flag; }
+    void SetCheckSpaceFlag(bool* flag) {
+        this->m_pSizeChanged = flag;
+        this->ForgetAppendPlan();
+    }
 
     bool* GetDataModifiedFlag() const { return this->m_pDataModified; }
     bool* GetCheckSpaceFlag() const { return this->m_pSizeChanged; }
@@ -37,6 +43,10 @@ class CCollection_Internal : public CCollection<T> {
   protected:
     // Hook for variants whose elements carry the flag themselves.
     virtual void DataModifiedFlagChanged() {}
+    // As for CCollection: only for this very class.
+    bool GetAppendSlot(ICollection::SAppendSlot& slot) override {
+        return typeid(*this) == typeid(CCollection_Internal) && this->DescribeAppend(slot);
+    }
 };
 
 }  // namespace QEL::Core

@@ -25,6 +25,7 @@
 
 #include <concepts>
 #include <span>
+#include <typeinfo>
 
 #include "core/CCollection_Internal.h"
 
@@ -75,6 +76,16 @@ class CCollection_Internal_InBuilt : public CCollection_Internal<T> {
   protected:
     void DataModifiedFlagChanged() override { Attach(0, this->Count()); }
 
+    // As for CCollection, only for this very class, and not for elements that
+    // need a call to be attached to the flag.
+    bool GetAppendSlot(ICollection::SAppendSlot& slot) override {
+        if constexpr (CQEL_FlagAttachable<T>) {
+            (void)slot;
+            return false;
+        } else {
+            return typeid(*this) == typeid(CCollection_Internal_InBuilt) && this->DescribeAppend(slot);
+        }
+    }
     void CheckSpace(int n) override {
         int const old = this->Count();
         CCollection_Internal<T>::CheckSpace(n);

@@ -2,6 +2,12 @@
 #include "core/CDataManager.h"
 
 #include <bit>
+#include <utility>
+#include <memory>
+#include <iterator>
+#include <cstring>
+#include <algorithm>
+#include <limits>
 
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Operation.h"
@@ -75,6 +81,7 @@ int CDataManager::FindCollection(ICollection const* collection) const {
 }
 
 void CDataManager::SetMask(unsigned mask) {
+    ForgetAppendPlan();
     m_activeMask = mask;
     m_numActive = 0;
     ForEachBit(mask, [&](int i) {
@@ -113,6 +120,7 @@ void CDataManager::CoupleCollection(ICollection* collection) {
 }
 
 void CDataManager::UncoupleCollection(ICollection* collection) {
+    ForgetAppendPlan();
     int const position = FindCollection(collection);
     if (position < 0) return;
     m_collections.Remove(position, 1);
@@ -121,6 +129,7 @@ void CDataManager::UncoupleCollection(ICollection* collection) {
 }
 
 void CDataManager::AllocateCollection(ICollection* collection) {
+    ForgetAppendPlan();
     static CQEL_Operation const op("QEL::Core::CDataManager::AllocateCollection");
     op.Run([&] {
         int const position = FindCollection(collection);
@@ -197,6 +206,7 @@ bool CDataManager::AllocationsAgree() const {
 // all of them gives them one shape again. Should that fail too, they are
 // emptied: consistent but without data, which the host is told.
 void CDataManager::Resynchronise(int count) noexcept {
+    ForgetAppendPlan();
     try {
         ForEachBit(m_activeMask, [&](int i) {
             ICollection* c = m_collections.Unsafe_Get(i);
@@ -222,6 +232,7 @@ void CDataManager::Resynchronise(int count) noexcept {
 // countAfterUndo elements, and the exception propagates.
 template <class Apply, class Undo>
 void CDataManager::ApplyToActive(Apply apply, Undo undo, int countAfterUndo) {
+    ForgetAppendPlan();
     int done = 0;
     try {
         for (; done < m_numActive; ++done)
@@ -256,15 +267,106 @@ void CDataManager::CheckSameKinds(CDataManager const& source, unsigned mask, CQE
 // element in the fill loops of the entities, so they check their arguments
 // directly instead of going through the counted exception frame.
 
-void CDataManager::CheckSpace(int n) {
+void CDataManager::CheckSpaceOutOfLine(int n) {
     if (n < 0) {
         static CQEL_Operation const op("QEL::Core::CDataManager::CheckSpace");
         op.Throw(QEL_INDEX_OUT_OF_RANGE);
+    }
+    // An append with no plan (it was forgotten, or there never was one): make
+    // one, so that the appends that follow take the inline path.
+    if (n == m_count + 1 && m_appendRoom == 0 && MakeAppendPlan() && n <= m_appendRoom) {
+        AppendInPlace();
+        return;
     }
     int const old = m_count;
     ApplyToActive([n](ICollection* c, int) { c->CheckSpace(n); },
                   [old](ICollection* c) { c->CheckSpace(old); }, old);
     m_count = n;
+}
+
+// The plan: one slot per active collection, grouped by element size so that
+// each group copies its fill values with moves of a fixed size (the order in
+// which the collections get their element cannot be observed: nothing runs
+// between the copies), and the distinct flags to set once per append.
+struct CDataManager::SAppendPlan {
+    static constexpr std::uint32_t kSizes[] = {2, 4, 8, 16, 24, 32};
+    static constexpr int kGroups = int(std::size(kSizes)) + 1;  // the last one: any other size
+
+    std::unique_ptr<ICollection::SAppendSlot[]> slots;
+    int numSlots = 0;
+    int groupEnd[kGroups] = {};
+    bool* flags[2 * kMaxCollections] = {};
+    int numFlags = 0;
+
+    static int Group(std::uint32_t size) {
+        int g = 0;
+        while (g < kGroups - 1 && kSizes[g] != size)
+            ++g;
+        return g;
+    }
+};
+
+bool CDataManager::MakeAppendPlan() {
+    if (m_numActive == 0) return false;
+    if (!m_appendPlan) m_appendPlan = std::make_unique<SAppendPlan>();
+    SAppendPlan& plan = *m_appendPlan;
+    if (plan.numSlots < m_numActive) {
+        plan.slots = std::make_unique<ICollection::SAppendSlot[]>(std::size_t(m_numActive));
+        plan.numSlots = m_numActive;
+    }
+    ICollection::SAppendSlot described[kMaxCollections];
+    int room = std::numeric_limits<int>::max();
+    plan.numFlags = 0;
+    for (int k = 0; k < m_numActive; ++k) {
+        ICollection::SAppendSlot& slot = described[k];
+        if (!m_active[k]->GetAppendSlot(slot) || *slot.count != m_count) return false;
+        room = std::min(room, slot.room);
+        for (bool* flag : slot.flags)
+            if (flag && std::find(plan.flags, plan.flags + plan.numFlags, flag) == plan.flags + plan.numFlags)
+                plan.flags[plan.numFlags++] = flag;
+    }
+    int next = 0;
+    for (int g = 0; g < SAppendPlan::kGroups; ++g) {
+        for (int k = 0; k < m_numActive; ++k)
+            if (SAppendPlan::Group(described[k].size) == g) plan.slots[next++] = described[k];
+        plan.groupEnd[g] = next;
+    }
+    m_appendRoom = room;
+    return room > m_count;
+}
+
+namespace {
+
+template <std::uint32_t Size>
+void AppendGroup(ICollection::SAppendSlot const* first, ICollection::SAppendSlot const* last, int at) {
+    for (; first != last; ++first) {
+        std::memcpy(first->elements + std::size_t(at) * Size, first->fill, Size);
+        *first->count = at + 1;
+    }
+}
+
+template <std::size_t... G>
+void AppendGroups(ICollection::SAppendSlot const* slots, int const* groupEnd, int at,
+                  std::index_sequence<G...>) {
+    constexpr std::uint32_t kSizes[] = {2, 4, 8, 16, 24, 32};
+    (AppendGroup<kSizes[G]>(slots + (G == 0 ? 0 : groupEnd[G - 1]), slots + groupEnd[G], at), ...);
+}
+
+}  // namespace
+
+void CDataManager::AppendInPlace() noexcept {
+    SAppendPlan const& plan = *m_appendPlan;
+    int const at = m_count;
+    constexpr int kFixed = SAppendPlan::kGroups - 1;
+    AppendGroups(plan.slots.get(), plan.groupEnd, at, std::make_index_sequence<kFixed>());
+    for (int k = plan.groupEnd[kFixed - 1]; k < plan.groupEnd[kFixed]; ++k) {
+        ICollection::SAppendSlot const& slot = plan.slots[k];
+        std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
+        *slot.count = at + 1;
+    }
+    for (int f = 0; f < plan.numFlags; ++f)
+        *plan.flags[f] = true;
+    m_count = at + 1;
 }
 
 void CDataManager::Insert(int index) {
@@ -320,6 +422,7 @@ void CDataManager::CopyElement(int to, int from, CDataManager const& source) {
 }
 
 void CDataManager::Copy(CDataManager const& source) {
+    ForgetAppendPlan();
     if (&source == this) return;
     static CQEL_Operation const op("QEL::Core::CDataManager::Copy");
     op.Run([&] {
@@ -332,6 +435,7 @@ void CDataManager::Copy(CDataManager const& source) {
 }
 
 void CDataManager::Set(CDataManager const& source, unsigned mask) {
+    ForgetAppendPlan();
     if (&source == this) return;
     static CQEL_Operation const op("QEL::Core::CDataManager::Set");
     op.Run([&] {
@@ -362,6 +466,7 @@ void CDataManager::Reverse() {
 }
 
 void CDataManager::Reset() {
+    ForgetAppendPlan();
     ForEachBit(m_activeMask, [&](int i) { m_collections.Unsafe_Get(i)->Reset(); });
     m_count = 0;
 }

@@ -24,10 +24,17 @@
 // the invariants after any exception.
 //
 // Cost: every structural operation makes one virtual call per active
-// collection; the work per element is that of CQEL_Array.
+// collection; the work per element is that of CQEL_Array. Appending one
+// element into back slack, what fill loops do element by element, is the
+// exception: the manager keeps an append plan (ICollection::SAppendSlot) for
+// its active collections and, while it holds, appends to all of them itself,
+// in coupling order, with no call per collection. The plan is made at the
+// first such append and forgotten at any other structural operation, any
+// change of activation or coupling, and any change of a fill value.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "core/CQEL_Array.h"
 #include "core/ICollection.h"
@@ -54,8 +61,9 @@ class QEL_API CDataManager {
     // constructed with (their activation goes through that one), and the copy
     // may be used only while they live (destroying it touches none of them).
     // Make structural changes through one handle only; the other's count does
-    // not follow. Assigning first lets go of the collections coupled through
-    // this manager, as the destructor does. To copy elements between two
+    // not follow (nor its append plan: appending one by one through a handle
+    // whose collections another handle changed writes where they were). Assigning first lets go of the
+    // collections coupled through this manager, as the destructor does. To copy elements between two
     // entities, each coupling its own collections, use Copy().
     CDataManager(CDataManager const& other);
     CDataManager& operator=(CDataManager const& other);
@@ -103,7 +111,13 @@ class QEL_API CDataManager {
     // Makes every active collection hold n elements (default elements added at
     // the back, or elements removed from the back), then records n as the
     // count; with no active collection it only records n. n < 0 throws reason 4.
-    void CheckSpace(int n);
+    void CheckSpace(int n) {
+        if (n == m_count + 1 && n <= m_appendRoom) [[likely]] {
+            AppendInPlace();
+            return;
+        }
+        CheckSpaceOutOfLine(n);
+    }
     // Inserts one default element at index (0 <= index <= GetNumElements(),
     // else reason 5, parameter "index") in every active collection; with no
     // active collection it only counts the element.
@@ -159,6 +173,16 @@ class QEL_API CDataManager {
     std::int64_t GetApproxSize() const;
 
   private:
+    friend class ICollection;
+
+    void CheckSpaceOutOfLine(int n);
+    // The append plan: made from the active collections' slots when each has
+    // one (m_appendRoom is then the room they share), else none (room 0).
+    bool MakeAppendPlan();
+    void ForgetAppendPlan() { m_appendRoom = 0; }
+    // Appends one element to every active collection through the plan.
+    void AppendInPlace() noexcept;
+
     int FindCollection(ICollection const* collection) const;
     ICollection* FirstActive(ICollection const* except) const;
     void CheckSameKinds(CDataManager const& source, unsigned mask, CQEL_Operation const& op, long line) const;
@@ -182,6 +206,11 @@ class QEL_API CDataManager {
     int m_numActive;
     ICollection* m_active[kMaxCollections];
     int m_activePositions[kMaxCollections];
+    // The append plan, valid while m_appendRoom > 0; allocated by the first
+    // plan (most managers never append one by one).
+    struct SAppendPlan;
+    std::unique_ptr<SAppendPlan> m_appendPlan;
+    int m_appendRoom = 0;
 };
 
 }  // namespace QEL::Core

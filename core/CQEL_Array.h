@@ -477,6 +477,9 @@ class CQEL_Array {
 
     // Whether one more element fits after the last without moving anything.
     bool HasBackSlack() const { return m_count + Offset() < m_allocated; }
+    // The count itself, for storage whose owner appends elements in place
+    // (CCollection and its data manager).
+    int& CountField() { return m_count; }
     // One element, filled as by CreateElements, into a back slack that the
     // caller has found to have room (HasBackSlack).
     void AddElementInBackSlack(T const* source) {

@@ -85,6 +85,34 @@ class QEL_API ICollection {
     // it forgets it (and from then on belongs to no manager).
     virtual void DataManagerDestroyed(CDataManager const* manager) = 0;
 
+    // --- appending in place -------------------------------------------------------
+    // Appending one element is what fill loops do, element by element. A
+    // collection for which that only means copying its fill value into back
+    // slack, raising its count and setting its flags describes how, and the
+    // manager then appends to every such collection itself, without a call
+    // per collection (CDataManager::CheckSpace).
+
+  public:
+    struct SAppendSlot {
+        unsigned char* elements;  // element 0
+        int* count;               // the count to raise
+        bool* flags[2];           // flags to set (null: none)
+        int room;                 // elements that fit from element 0 on
+        std::uint32_t size;       // bytes per element, at most sizeof(fill)
+        alignas(16) unsigned char fill[32];
+    };
+
+  protected:
+    // Describes the collection in slot and returns true, or returns false when
+    // appending needs more than the above. The description holds until the
+    // next structural operation or change of the fill value or flags; a
+    // collection whose fill value or flags change calls ForgetAppendSlots.
+    virtual bool GetAppendSlot(SAppendSlot& slot) {
+        (void)slot;
+        return false;
+    }
+    static void ForgetAppendSlots(CDataManager* manager);
+
     friend class CDataManager;
 };
 

@@ -400,6 +400,7 @@ struct ITracked {
     virtual ICollection const& Collection() const = 0;
     virtual void SetActive(bool active, int count) = 0;
     virtual void Put(int i, std::uint64_t v) = 0;
+    virtual void SetFill(std::uint64_t v) = 0;
     // The model's side of a manager operation.
     virtual void Model(EOp op, int a, int b = 0) = 0;
     virtual bool Matches() const = 0;
@@ -422,6 +423,7 @@ struct STracked : ITracked {
         collection.Set(i, MakeValue<T>(v));
         model[std::size_t(i)] = MakeValue<T>(v);
     }
+    void SetFill(std::uint64_t v) override { collection.SetDefaultValue(MakeValue<T>(v)); }
     void Model(EOp op, int a, int b) override {
         if (!collection.IsActive()) return;
         T const fill = collection.GetDefaultValue();
@@ -482,11 +484,11 @@ TEST(DataManager, Lockstep_RandomSequencesAgreeWithVectorModel) {
     for (int step = 0; step < 6000; ++step) {
         int const count = manager.GetNumElements();
         int const action = pick(100);
-        if (action < 35) {  // append and fill, as a reader does
+        if (action < 35) {  // append, and mostly fill, as a reader does
             manager.CheckSpace(count + 1);
             models([&](ITracked& t) { t.Model(EOp::Resize, count + 1); });
             for (auto& t : tracked)
-                if (t->Collection().IsActive()) t->Put(count, next++);
+                if (t->Collection().IsActive() && action < 25) t->Put(count, next++);
         } else if (action < 50) {
             int const at = pick(count + 1);
             manager.Insert(at);
@@ -511,8 +513,10 @@ TEST(DataManager, Lockstep_RandomSequencesAgreeWithVectorModel) {
             models([&](ITracked& t) { t.Model(EOp::Reverse, 0); });
         } else if (action < 96) {
             manager.Compact();
-        } else if (action < 99) {
+        } else if (action < 98) {
             manager.PreAllocate(count + pick(50));
+        } else if (action < 99) {  // appends that follow take the new fill value
+            tracked[std::size_t(pick(int(tracked.size())))]->SetFill(next++);
         } else {
             manager.Reset();
             models([&](ITracked& t) { t.Model(EOp::Resize, 0); });
@@ -533,4 +537,41 @@ TEST(DataManager, Lockstep_RandomSequencesAgreeWithVectorModel) {
         }
         ASSERT_EQ(manager.GetActiveCollections(), expectedMask) << step;
     }
+}
+
+// One-by-one appends go through the manager's append plan, which must follow
+// changes of flags and fill values and must not bypass a collection that does
+// more than copy its fill value on growth.
+TEST(DataManager, AppendPlan_FollowsFlagsAndFillsAndKeepsOverridesCalled) {
+    struct SCounting final : CCollection_Internal<int> {
+        using CCollection_Internal<int>::CCollection_Internal;
+        int calls = 0;
+
+      protected:
+        void CheckSpace(int n) override {
+            ++calls;
+            CCollection_Internal<int>::CheckSpace(n);
+        }
+    };
+    CDataManager manager;
+    CCollection_Internal<double> values(&manager, true);
+    SCounting counting(&manager, true);
+    manager.PreAllocate(100);
+    for (int i = 0; i < 10; ++i)
+        manager.CheckSpace(i + 1);
+    EXPECT_EQ(counting.calls, 10);
+
+    counting.SetActive(false);
+    bool first = false, second = false, resized = false;
+    values.SetDataModifiedFlag(&first);
+    values.SetCheckSpaceFlag(&resized);
+    manager.CheckSpace(11);
+    EXPECT_TRUE(first && resized);
+    values.SetDefaultValue(2.5);
+    manager.CheckSpace(12);
+    EXPECT_EQ(values.Get(10), 0.0);
+    EXPECT_EQ(values.Get(11), 2.5);
+    values.SetDataModifiedFlag(&second);
+    manager.CheckSpace(13);
+    EXPECT_TRUE(second);
 }
