@@ -103,28 +103,6 @@ void BM_Reference_Memcpy120MB(benchmark::State& state) {
 }
 BENCHMARK(BM_Reference_Memcpy120MB)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// The floor of any ".bin" reader: the records already in memory, converted
-// into freshly allocated point storage (the page faults of a new point set
-// included), without a file or sections.
-void BM_Reference_BinToFreshPoints(benchmark::State& state) {
-    std::string const text = [] {
-        std::string const path = TempPath(".bin");
-        CPointSetParser::WriteBINFile(CQEL_String::FromASCII(path.c_str()), Points(kBinPoints), false);
-        return Slurp(path);
-    }();
-    for (auto _ : state) {
-        std::vector<CPointSet_Section::Point> points(std::size_t(text.size() / 12));
-        for (std::size_t i = 0; i < points.size(); ++i) {
-            float xyz[3];
-            std::memcpy(xyz, text.data() + 12 * i, 12);
-            points[i].x = xyz[0], points[i].y = xyz[1], points[i].z = xyz[2];
-        }
-        benchmark::DoNotOptimize(points.data());
-    }
-    state.SetItemsProcessed(state.iterations() * kBinPoints);
-}
-BENCHMARK(BM_Reference_BinToFreshPoints)->Unit(benchmark::kMillisecond)->UseRealTime();
-
 using WriteFn = bool (*)(CQEL_String const&, CPointSet const&, bool, SPointFileOptions const&);
 using ReadFn = bool (*)(CQEL_String const&, CPointSet*);
 
