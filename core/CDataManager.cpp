@@ -299,10 +299,22 @@ struct CDataManager::SAppendPlan {
     int numFlags = 0;
 
     static int Group(std::uint32_t size) {
-        int g = 0;
-        while (g < kGroups - 1 && kSizes[g] != size)
-            ++g;
-        return g;
+        switch (size) {
+            case 2:
+                return 0;
+            case 4:
+                return 1;
+            case 8:
+                return 2;
+            case 16:
+                return 3;
+            case 24:
+                return 4;
+            case 32:
+                return 5;
+            default:
+                return kGroups - 1;
+        }
     }
 };
 
@@ -314,23 +326,29 @@ bool CDataManager::MakeAppendPlan() {
         plan.slots = std::make_unique<ICollection::SAppendSlot[]>(std::size_t(m_numActive));
         plan.numSlots = m_numActive;
     }
+    // Described in coupling order, then placed group by group (a counting sort).
     ICollection::SAppendSlot described[kMaxCollections];
+    int group[kMaxCollections];
+    int start[SAppendPlan::kGroups] = {};
     int room = std::numeric_limits<int>::max();
     plan.numFlags = 0;
     for (int k = 0; k < m_numActive; ++k) {
         ICollection::SAppendSlot& slot = described[k];
         if (!m_active[k]->GetAppendSlot(slot) || *slot.count != m_count) return false;
         room = std::min(room, slot.room);
+        group[k] = SAppendPlan::Group(slot.size);
+        ++start[group[k]];
         for (bool* flag : slot.flags)
             if (flag && std::find(plan.flags, plan.flags + plan.numFlags, flag) == plan.flags + plan.numFlags)
                 plan.flags[plan.numFlags++] = flag;
     }
-    int next = 0;
-    for (int g = 0; g < SAppendPlan::kGroups; ++g) {
-        for (int k = 0; k < m_numActive; ++k)
-            if (SAppendPlan::Group(described[k].size) == g) plan.slots[next++] = described[k];
-        plan.groupEnd[g] = next;
+    for (int g = 0, sum = 0; g < SAppendPlan::kGroups; ++g) {
+        sum += start[g];
+        plan.groupEnd[g] = sum;
+        start[g] = sum - start[g];
     }
+    for (int k = 0; k < m_numActive; ++k)
+        plan.slots[start[group[k]]++] = described[k];
     m_appendRoom = room;
     return room > m_count;
 }
