@@ -52,7 +52,8 @@ void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
     // on the calling thread. Its whole pages are given back to the system
     // instead, which maps zero pages in on first touch, wherever that
     // happens: several threads filling the block then share the clearing.
-    // The few bytes beside those pages are cleared directly.
+    // (Allocators hand out private anonymous memory, where a page given back
+    // reads as zeros.) The few bytes beside those pages are cleared directly.
     auto* const memory = static_cast<unsigned char*>(std::malloc(bytes));
     if (!memory) throw std::bad_alloc();
     std::uintptr_t const page = std::uintptr_t(::sysconf(_SC_PAGESIZE));
