@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "core/CDataManager.h"
 
-#include <bit>
-#include <utility>
-#include <memory>
-#include <iterator>
-#include <cstring>
 #include <algorithm>
+#include <bit>
+#include <cstring>
+#include <iterator>
 #include <limits>
+#include <memory>
+#include <utility>
 
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Operation.h"
@@ -232,7 +232,7 @@ void CDataManager::Resynchronise(int count) noexcept {
 // countAfterUndo elements, and the exception propagates.
 template <class Apply, class Undo>
 void CDataManager::ApplyToActive(Apply apply, Undo undo, int countAfterUndo) {
-    ForgetAppendPlan();
+    DropAppendRoom();
     int done = 0;
     try {
         for (; done < m_numActive; ++done)
@@ -274,7 +274,8 @@ void CDataManager::CheckSpaceOutOfLine(int n) {
     }
     // An append with no plan (it was forgotten, or there never was one): make
     // one, so that the appends that follow take the inline path.
-    if (n == m_count + 1 && m_appendRoom == 0 && MakeAppendPlan() && n <= m_appendRoom) {
+    if (n == m_count + 1 && m_appendRoom == 0 && !m_appendImpossible && MakeAppendPlan() &&
+        n <= m_appendRoom) {
         AppendInPlace();
         return;
     }
@@ -299,21 +300,32 @@ struct CDataManager::SAppendPlan {
     int numFlags = 0;
 
     static int Group(std::uint32_t size) {
-        switch (size) {
-            case 2:
-                return 0;
-            case 4:
-                return 1;
-            case 8:
-                return 2;
-            case 16:
-                return 3;
-            case 24:
-                return 4;
-            case 32:
-                return 5;
-            default:
-                return kGroups - 1;
+        int g = 0;
+        while (g < kGroups - 1 && kSizes[g] != size)
+            ++g;
+        return g;
+    }
+
+    // Appends to the slots of the groups of fixed size, then to the others.
+    void Append(int at) const {
+        AppendFixed(at, std::make_index_sequence<kGroups - 1>());
+        for (int k = groupEnd[kGroups - 2]; k < groupEnd[kGroups - 1]; ++k) {
+            ICollection::SAppendSlot const& slot = slots[k];
+            std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
+            *slot.count = at + 1;
+        }
+        for (int f = 0; f < numFlags; ++f)
+            *flags[f] = true;
+    }
+    template <std::size_t... G>
+    void AppendFixed(int at, std::index_sequence<G...>) const {
+        (AppendGroup<kSizes[G]>(G == 0 ? 0 : groupEnd[G - 1], groupEnd[G], at), ...);
+    }
+    template <std::uint32_t Size>
+    void AppendGroup(int first, int last, int at) const {
+        for (int k = first; k < last; ++k) {
+            std::memcpy(slots[k].elements + std::size_t(at) * Size, slots[k].fill, Size);
+            *slots[k].count = at + 1;
         }
     }
 };
@@ -334,7 +346,11 @@ bool CDataManager::MakeAppendPlan() {
     plan.numFlags = 0;
     for (int k = 0; k < m_numActive; ++k) {
         ICollection::SAppendSlot& slot = described[k];
-        if (!m_active[k]->GetAppendSlot(slot) || *slot.count != m_count) return false;
+        if (!m_active[k]->GetAppendSlot(slot)) {
+            m_appendImpossible = true;  // until activation, coupling, a fill value or a flag changes
+            return false;
+        }
+        if (*slot.count != m_count) return false;
         room = std::min(room, slot.room);
         group[k] = SAppendPlan::Group(slot.size);
         ++start[group[k]];
@@ -353,38 +369,9 @@ bool CDataManager::MakeAppendPlan() {
     return room > m_count;
 }
 
-namespace {
-
-template <std::uint32_t Size>
-void AppendGroup(ICollection::SAppendSlot const* first, ICollection::SAppendSlot const* last, int at) {
-    for (; first != last; ++first) {
-        std::memcpy(first->elements + std::size_t(at) * Size, first->fill, Size);
-        *first->count = at + 1;
-    }
-}
-
-template <std::size_t... G>
-void AppendGroups(ICollection::SAppendSlot const* slots, int const* groupEnd, int at,
-                  std::index_sequence<G...>) {
-    constexpr std::uint32_t kSizes[] = {2, 4, 8, 16, 24, 32};
-    (AppendGroup<kSizes[G]>(slots + (G == 0 ? 0 : groupEnd[G - 1]), slots + groupEnd[G], at), ...);
-}
-
-}  // namespace
-
 void CDataManager::AppendInPlace() noexcept {
-    SAppendPlan const& plan = *m_appendPlan;
-    int const at = m_count;
-    constexpr int kFixed = SAppendPlan::kGroups - 1;
-    AppendGroups(plan.slots.get(), plan.groupEnd, at, std::make_index_sequence<kFixed>());
-    for (int k = plan.groupEnd[kFixed - 1]; k < plan.groupEnd[kFixed]; ++k) {
-        ICollection::SAppendSlot const& slot = plan.slots[k];
-        std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
-        *slot.count = at + 1;
-    }
-    for (int f = 0; f < plan.numFlags; ++f)
-        *plan.flags[f] = true;
-    m_count = at + 1;
+    m_appendPlan->Append(m_count);
+    ++m_count;
 }
 
 void CDataManager::Insert(int index) {
@@ -440,7 +427,7 @@ void CDataManager::CopyElement(int to, int from, CDataManager const& source) {
 }
 
 void CDataManager::Copy(CDataManager const& source) {
-    ForgetAppendPlan();
+    DropAppendRoom();
     if (&source == this) return;
     static CQEL_Operation const op("QEL::Core::CDataManager::Copy");
     op.Run([&] {
@@ -453,7 +440,7 @@ void CDataManager::Copy(CDataManager const& source) {
 }
 
 void CDataManager::Set(CDataManager const& source, unsigned mask) {
-    ForgetAppendPlan();
+    DropAppendRoom();
     if (&source == this) return;
     static CQEL_Operation const op("QEL::Core::CDataManager::Set");
     op.Run([&] {
@@ -484,7 +471,7 @@ void CDataManager::Reverse() {
 }
 
 void CDataManager::Reset() {
-    ForgetAppendPlan();
+    DropAppendRoom();
     ForEachBit(m_activeMask, [&](int i) { m_collections.Unsafe_Get(i)->Reset(); });
     m_count = 0;
 }

@@ -179,7 +179,13 @@ class QEL_API CDataManager {
     // The append plan: made from the active collections' slots when each has
     // one (m_appendRoom is then the room they share), else none (room 0).
     bool MakeAppendPlan();
-    void ForgetAppendPlan() { m_appendRoom = 0; }
+    // After a change of activation, coupling, a fill value or a flag.
+    void ForgetAppendPlan() {
+        m_appendRoom = 0;
+        m_appendImpossible = false;
+    }
+    // After any other structural operation: the elements may have moved.
+    void DropAppendRoom() { m_appendRoom = 0; }
     // Appends one element to every active collection through the plan.
     void AppendInPlace() noexcept;
 
@@ -211,6 +217,7 @@ class QEL_API CDataManager {
     struct SAppendPlan;
     std::unique_ptr<SAppendPlan> m_appendPlan;
     int m_appendRoom = 0;
+    bool m_appendImpossible = false;  // a collection has no slot: no plan to try
 };
 
 }  // namespace QEL::Core
