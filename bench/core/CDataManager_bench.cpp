@@ -10,9 +10,11 @@
 //                   calls alone.
 //   Insert:         one default element inserted at a scattered index at a time.
 //
-// Releasing storage each round makes the allocator hand pages back to the
-// system and fault them in again, for both sides alike; to take that noise out,
-// run with MALLOC_TRIM_THRESHOLD_=1000000000 MALLOC_MMAP_THRESHOLD_=1000000000.
+// Releasing storage each round makes glibc hand pages back to the system and
+// fault them in again, as its adaptive thresholds decide: growth by realloc
+// (the arrays) leaves them low, the vectors' free-and-allocate growth raises
+// them. Setting any MALLOC_* tunable (MALLOC_TOP_PAD_=16777216, say) fixes
+// them for both sides.
 #include <benchmark/benchmark.h>
 
 #include <vector>
