@@ -323,9 +323,11 @@ struct CDataManager::SAppendPlan {
     }
     template <std::uint32_t Size>
     void AppendGroup(int first, int last, int at) const {
+        // Held locally: the stores to the counts could otherwise alias it.
+        ICollection::SAppendSlot const* const all = slots.get();
         for (int k = first; k < last; ++k) {
-            std::memcpy(slots[k].elements + std::size_t(at) * Size, slots[k].fill, Size);
-            *slots[k].count = at + 1;
+            std::memcpy(all[k].elements + std::size_t(at) * Size, all[k].fill, Size);
+            *all[k].count = at + 1;
         }
     }
 };
