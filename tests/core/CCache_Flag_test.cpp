@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <memory>
 
 #include "core/CCache_Flag.h"
+#include "test_helpers/ReasonOf.h"
 #include "core/CCollection_CachedData.h"
 #include "core/CCollection_Internal.h"
 #include "core/CDataManager.h"
@@ -24,15 +24,6 @@ struct CCounter : ICachedObject {
     int invalidations = 0, destructions = 0;
     CCache_Flag* last = nullptr;
 };
-
-EQELExceptionReason ReasonOf(std::function<void()> const& call) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        return e.GetExceptionReason();
-    }
-    return EQELExceptionReason(-1);
-}
 
 }  // namespace
 

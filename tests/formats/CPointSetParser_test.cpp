@@ -19,6 +19,7 @@
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Output_Events.h"
 #include "formats/CPointSetParser.h"
+#include "test_helpers/ReasonOf.h"
 
 using namespace QEL::Core;
 using namespace QEL::Test;
@@ -62,15 +63,6 @@ SPointFileOptions Exact() {
     SPointFileOptions options;
     options.significantDigits = 17;
     return options;
-}
-
-int Reason(std::function<void()> const& f) {
-    try {
-        f();
-    } catch (CQEL_Exception const& e) {
-        return e.GetExceptionReason();
-    }
-    return -1;
 }
 
 }  // namespace
@@ -251,7 +243,7 @@ TEST_F(PointFiles, BIN_CutAtEveryLengthReadsWholeRecordsOrThrows23) {
             EXPECT_TRUE(CPointSetParser::ReadBINFile(Path("cut.bin"), &back));
             EXPECT_EQ(back.GetNumPts(), int(length / 12) - (length > 36 ? 1 : 0));
         } else {
-            EXPECT_EQ(Reason([&] { CPointSetParser::ReadBINFile(Path("cut.bin"), &back); }),
+            EXPECT_EQ(ReasonOf([&] { CPointSetParser::ReadBINFile(Path("cut.bin"), &back); }),
                       QEL_FILE_READ_ERROR)
                 << length;
         }
@@ -291,10 +283,10 @@ TEST_F(PointFiles, UnopenableFilesGiveFalseAndBadArgumentsThrow) {
         EXPECT_FALSE(formats[i].read(missing, &set));
         EXPECT_FALSE(formats[i].write(missing, set, false, {}));
         EXPECT_FALSE(formats[i].write(missing, set, true, {}));
-        EXPECT_EQ(Reason([&] { formats[i].read(Path("x"), nullptr); }), QEL_NULL_PARAMETER);
+        EXPECT_EQ(ReasonOf([&] { formats[i].read(Path("x"), nullptr); }), QEL_NULL_PARAMETER);
         SPointFileOptions wrong;
         wrong.significantDigits = 18;
-        EXPECT_EQ(Reason([&] { formats[i].write(Path("x"), set, false, wrong); }),
+        EXPECT_EQ(ReasonOf([&] { formats[i].write(Path("x"), set, false, wrong); }),
                   QEL_PARAMETER_OUT_OF_RANGE);
         EXPECT_FALSE(std::filesystem::exists(m_dir / "x"));
     }

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <random>
 #include <vector>
 
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_String.h"
 #include "platform/CQEL_Stream.h"
+#include "test_helpers/ReasonOf.h"
 
 using namespace QEL::Core;
 
@@ -22,15 +22,6 @@ std::vector<unsigned char> Pattern(std::size_t n, unsigned seed) {
     for (auto& b : bytes)
         b = static_cast<unsigned char>(random());
     return bytes;
-}
-
-int ReasonOf(std::function<void()> const& call) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        return e.GetExceptionReason();
-    }
-    return -1;
 }
 
 std::filesystem::path TempDir() {
