@@ -235,11 +235,7 @@ class CCollection : public ICollection {
             slot.room = m_array.GetNumAllocated() - m_array.GetMemoryOffset();
             slot.size = std::uint32_t(sizeof(T));
             T fill = m_array.GetDefaultValue();
-#if defined(__has_builtin)
-#if __has_builtin(__builtin_clear_padding)
-            __builtin_clear_padding(&fill);  // appended elements all carry the same bytes
-#endif
-#endif
+            Detail::ClearPadding(fill);  // appended elements all carry the same bytes
             std::memcpy(slot.fill, static_cast<void const*>(&fill), sizeof(T));
             return true;
         } else {
@@ -247,15 +243,9 @@ class CCollection : public ICollection {
             return false;
         }
     }
-    int GetNumAllocated() const override {
-        return m_array.GetNumAllocated();
-    }
-    int GetMemoryOffset() const override {
-        return m_array.GetMemoryOffset();
-    }
-    std::int64_t GetApproxSize() const override {
-        return m_array.GetAllocatedSize();
-    }
+    int GetNumAllocated() const override { return m_array.GetNumAllocated(); }
+    int GetMemoryOffset() const override { return m_array.GetMemoryOffset(); }
+    std::int64_t GetApproxSize() const override { return m_array.GetAllocatedSize(); }
     bool IsSameKind(ICollection const* other) const override {
         return dynamic_cast<CCollection const*>(other) != nullptr;
     }
@@ -273,9 +263,7 @@ class CCollection : public ICollection {
         if (m_pSizeChanged) *m_pSizeChanged = true;
     }
     // The elements, writable, for variants that maintain them (no flag is set).
-    T* Elements() {
-        return m_array.begin();
-    }
+    T* Elements() { return m_array.begin(); }
 
     [[noreturn]] static void Fail(char const* operation, long line, EQELExceptionReason reason,
                                   char const* paramName, char const* message) {
@@ -284,9 +272,7 @@ class CCollection : public ICollection {
     }
 
     // To be called when the fill value or a flag changes (GetAppendSlot).
-    void ForgetAppendPlan() {
-        ForgetAppendSlots(m_pDataManager);
-    }
+    void ForgetAppendPlan() { ForgetAppendSlots(m_pDataManager); }
 
     bool* m_pDataModified = nullptr;
     bool* m_pSizeChanged = nullptr;

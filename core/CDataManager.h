@@ -28,9 +28,9 @@
 // element into back slack, what fill loops do element by element, is the
 // exception: the manager keeps an append plan (ICollection::SAppendSlot) for
 // its active collections and, while it holds, appends to all of them itself,
-// in coupling order, with no call per collection. The plan is made at the
-// first such append and forgotten at any other structural operation, any
-// change of activation or coupling, and any change of a fill value.
+// with no call per collection. The plan is made at the first such append and
+// forgotten at any other structural operation, any change of activation or
+// coupling, and any change of a fill value or flag.
 #pragma once
 
 #include <cstdint>
@@ -62,8 +62,9 @@ class QEL_API CDataManager {
     // may be used only while they live (destroying it touches none of them).
     // Make structural changes through one handle only; the other's count does
     // not follow (nor its append plan: appending one by one through a handle
-    // whose collections another handle changed writes where they were). Assigning first lets go of the
-    // collections coupled through this manager, as the destructor does. To copy elements between two
+    // whose collections another handle changed writes where they were).
+    // Assigning first lets go of the collections coupled through this
+    // manager, as the destructor does. To copy elements between two
     // entities, each coupling its own collections, use Copy().
     CDataManager(CDataManager const& other);
     CDataManager& operator=(CDataManager const& other);

@@ -41,6 +41,19 @@ namespace QEL::Core {
 namespace Detail {
 QEL_API void ArrayDebugOut(int count);
 inline constexpr std::uintptr_t kInvalidAddress = 0xBBADBEEF;
+
+// Sets the padding bytes of a plain value to zero (where the compiler can),
+// so that copies of one value carry the same bytes: a copy need not carry
+// the padding of its source.
+template <class T>
+void ClearPadding(T& value) {
+#if defined(__has_builtin)
+#if __has_builtin(__builtin_clear_padding)
+    __builtin_clear_padding(&value);
+#endif
+#endif
+    (void)value;
+}
 }  // namespace Detail
 
 template <class T>
@@ -721,11 +734,7 @@ class CQEL_Array {
             if (!CopiesFillValue()) return false;
             T const* const fill = source ? source : m_default;
             T value = fill ? *fill : T();
-#if defined(__has_builtin)
-#if __has_builtin(__builtin_clear_padding)
-            __builtin_clear_padding(&value);  // a copy need not carry the padding's bytes
-#endif
-#endif
+            Detail::ClearPadding(value);
             static constexpr unsigned char kZeros[sizeof(T)] = {};
             return std::memcmp(static_cast<void const*>(&value), kZeros, sizeof(T)) == 0;
         } else {
