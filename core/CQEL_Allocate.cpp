@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "core/CQEL_Allocate.h"
 
+#include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -19,13 +20,20 @@ constexpr std::uintptr_t kHugePage = std::uintptr_t(2) << 20;
 constexpr std::size_t kAdviseFrom = 2 * kHugePage;
 
 // Advice only: where it is refused (huge pages disabled, an older kernel), the
-// block is simply used with small pages.
+// block is simply used with small pages. The advice covers every whole page
+// of the block up to the end of its usable size: a large block that the
+// allocator maps on its own is then advised as one mapping. Advising only
+// the huge pages inside it would split the mapping in three, and a split
+// mapping cannot be grown in place (mremap refuses it), so every growth of
+// the block would copy it.
 void AdviseHugePages(void* memory, std::size_t bytes) noexcept {
 #ifdef MADV_HUGEPAGE
     if (bytes < kAdviseFrom) return;
-    std::uintptr_t const first = (std::uintptr_t(memory) + kHugePage - 1) & ~(kHugePage - 1);
-    std::uintptr_t const last = (std::uintptr_t(memory) + bytes) & ~(kHugePage - 1);
-    if (last > first) ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
+    std::uintptr_t const page = std::uintptr_t(::sysconf(_SC_PAGESIZE));
+    std::uintptr_t const first = std::uintptr_t(memory) & ~(page - 1);
+    std::uintptr_t const last =
+        (std::uintptr_t(memory) + ::malloc_usable_size(memory) + page - 1) & ~(page - 1);
+    ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
 #else
     (void)memory, (void)bytes;
 #endif

@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <deque>
 #include <functional>
 #include <limits>
@@ -13,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "core/CQEL_Allocate.h"
 #include "core/CQEL_Array.h"
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_String.h"
@@ -230,6 +234,33 @@ TEST(Array, GrowthFromNothing_GivesTheFillValueWithOrWithoutZeroedStorage) {
     } counting;
     counting.CheckSpace(kBig);
     EXPECT_EQ(counting.created, kBig);
+}
+
+// Large storage is advised for huge pages without splitting its mapping: a
+// split mapping cannot be remapped, and every growth would copy the block.
+TEST(Array, LargeStorage_IsOneMappingBeforeAndAfterGrowth) {
+    auto mappingAround = [](void const* memory) {
+        std::ifstream maps("/proc/self/maps");
+        std::uintptr_t const at = std::uintptr_t(memory);
+        std::string line;
+        while (std::getline(maps, line)) {
+            std::uintptr_t begin = 0, end = 0;
+            if (std::sscanf(line.c_str(), "%zx-%zx", &begin, &end) == 2 && begin <= at && at < end)
+                return std::pair(begin, end);
+        }
+        return std::pair<std::uintptr_t, std::uintptr_t>(0, 0);
+    };
+    std::size_t bytes = std::size_t(8) << 20;
+    void* block = CQEL_Allocate::AllocateMemory(bytes);
+    std::memset(block, 0x5A, bytes);
+    for (int growth = 0; growth < 3; ++growth) {
+        auto const [begin, end] = mappingAround(block);
+        EXPECT_GE(end, std::uintptr_t(block) + bytes) << "after " << growth << " growths";
+        bytes = bytes * 3 / 2;
+        block = CQEL_Allocate::ReAllocateMemory(block, bytes);
+    }
+    EXPECT_EQ(static_cast<unsigned char const*>(block)[(std::size_t(8) << 20) - 1], 0x5A);
+    CQEL_Allocate::DeAllocateMemory(block);
 }
 
 // --- messages ---------------------------------------------------------------------------------
