@@ -23,7 +23,7 @@
 #include "entities/CPointSet_Section.h"
 #include "formats/COutputFile.h"
 #include "formats/CProgressText.h"
-#include "formats/CTextLineReader.h"
+#include "formats/CTextLineScanner.h"
 #include "formats/QEL_TextNumbers.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CTask.h"
@@ -314,26 +314,24 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadASCFile");
     return op.Run([&] {
         op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
-        CTextLineReader reader;
-        if (!reader.Open(path.GetArray())) return false;
-        CProgressText progress(FileLabel("reading", path), reader.FileSize());
+        CTextLineScanner lines(9);
+        if (!lines.Open(path.GetArray())) return false;
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
         CPointSectionAppender appender(*target);
         SColumns columns = SColumns::XYZ();
         std::int64_t shortLines = 0, unknownNames = 0;
-        std::string_view line;
-        while (reader.NextLine(line)) {
-            progress.Update(reader.Consumed());
-            if (line.size() < 3) continue;
-            std::string_view rest;
-            if (IsHeaderLine(line, rest)) {
-                columns = ParseHeader(rest, unknownNames);
-                appender.StartSection();
-                appender.SetAttributes(columns.flags);
-                continue;
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
+            if (line.size() < 3) return;
+            if (n == 0) {  // a header, or text that is neither a header nor data
+                std::string_view rest;
+                if (IsHeaderLine(line, rest)) {
+                    columns = ParseHeader(rest, unknownNames);
+                    appender.StartSection();
+                    appender.SetAttributes(columns.flags);
+                }
+                return;
             }
-            double values[9];
-            int const n = Text::ScanDoubles(line, values, 9);
-            if (n == 0) continue;  // text that is neither a header nor data
             if (!appender.HasSection()) {
                 appender.StartSection();  // data before any header: a section of its own
                 appender.SetAttributes(columns.flags);
@@ -342,7 +340,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
             SPointRow& row = appender.NextRow();
             for (int c = 0; c < std::min(n, columns.count); ++c)
                 Assign(row, columns.column[std::size_t(c)], values[c]);
-        }
+        });
         appender.Flush();
         WarnSkipped(shortLines, "had fewer values than their section's columns; the missing ones read as 0");
         if (unknownNames > 0)
@@ -359,25 +357,23 @@ bool CPointSetParser::ReadDATFile(CQEL_String const& path, CPointSet* target) {
     return op.Run([&] {
         op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
         CQEL_ScopedTimer timer("Time to import");
-        CTextLineReader reader;
-        if (!reader.Open(path.GetArray())) {
+        CTextLineScanner lines(3);
+        if (!lines.Open(path.GetArray())) {
             timer.Cancel();
             return false;
         }
-        CProgressText progress(FileLabel("reading", path), reader.FileSize());
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
         CPointSectionAppender appender(*target);
         appender.UseLastSection();
         std::int64_t skipped = 0;
-        std::string_view line;
-        while (reader.NextLine(line)) {
-            progress.Update(reader.Consumed());
-            double values[3];
-            if (Text::ScanDoubles(line, values, 3) < 3) {
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
+            if (n < 3) {
                 if (Text::FirstWord(line).size() > 0) ++skipped;  // blank lines are not worth a warning
-                continue;
+                return;
             }
             appender.AddPosition(values[0], values[1], values[2]);
-        }
+        });
         appender.Flush();
         WarnSkipped(skipped, "without three numbers were skipped");
         ReportPoints(appender.Points());
@@ -610,21 +606,18 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadCUTFile");
     return op.Run([&] {
         op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
-        CTextLineReader reader;
-        if (!reader.Open(path.GetArray())) return false;
-        CProgressText progress(FileLabel("reading", path), reader.FileSize());
+        CTextLineScanner lines(4);
+        if (!lines.Open(path.GetArray())) return false;
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
         CPointSectionAppender appender(*target);
         appender.UseFirstSection();
         std::int64_t skipped = 0;
         bool feeds = false;
-        std::string_view line;
-        while (reader.NextLine(line)) {
-            progress.Update(reader.Consumed());
-            double values[4];
-            int const n = Text::ScanDoubles(line, values, 4);
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
             if (n < 3) {
                 if (Text::FirstWord(line).size() > 0) ++skipped;
-                continue;
+                return;
             }
             if (n == 4 && !feeds) {
                 // The feed is a per-minute speed: it comes back as the velocity it was written from.
@@ -634,7 +627,7 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
             SPointRow& row = appender.NextRow();
             row.x = values[0], row.y = values[1], row.z = values[2];
             row.vel = n == 4 ? values[3] / 60.0 : 0.0;
-        }
+        });
         appender.Flush();
         WarnSkipped(skipped, "without three numbers were skipped");
         ReportPoints(appender.Points());

@@ -49,19 +49,16 @@ bool CTextLineReader::Fill() {
         m_end -= m_begin;
         m_begin = 0;
     } else if (m_end == m_capacity && m_capacity < kMaxBufferBytes) {
-        std::int64_t const capacity = std::min(2 * m_capacity, kMaxBufferBytes);
-        auto grown = std::make_unique_for_overwrite<char[]>(std::size_t(capacity));
-        std::memcpy(grown.get(), m_buffer.get(), std::size_t(m_end));
-        m_buffer = std::move(grown);
-        m_capacity = capacity;
+        Reserve(std::min(2 * m_capacity, kMaxBufferBytes));
     }
     while (m_end < m_capacity) {
         ssize_t const got = ::read(m_fd, m_buffer.get() + m_end, std::size_t(m_capacity - m_end));
         if (got < 0 && errno == EINTR) continue;
         if (got < 0)
-            op.Throw(QEL_FILE_READ_ERROR, "path",
-                     CQEL_String::FromFormat("Read failure after line %lld: %s", (long long)m_line,
-                                             std::strerror(errno)));
+            op.Throw(
+                QEL_FILE_READ_ERROR, "path",
+                CQEL_String::FromFormat("Read failure at byte %lld: %s",
+                                        (long long)(m_consumed + m_end - m_begin), std::strerror(errno)));
         if (got == 0) {
             m_eof = true;
             break;
@@ -69,6 +66,33 @@ bool CTextLineReader::Fill() {
         m_end += got;
     }
     return m_end > m_begin;
+}
+
+void CTextLineReader::Reserve(std::int64_t capacity) {
+    if (capacity <= m_capacity) return;
+    auto grown = std::make_unique_for_overwrite<char[]>(std::size_t(capacity));
+    std::memcpy(grown.get(), m_buffer.get() + m_begin, std::size_t(m_end - m_begin));
+    m_buffer = std::move(grown);
+    m_end -= m_begin;
+    m_begin = 0;
+    m_capacity = capacity;
+}
+
+bool CTextLineReader::NextBlock(std::string_view& lines) {
+    Reserve(kBlockBytes);
+    if (!m_eof && (m_begin > 0 || m_end < m_capacity)) Fill();
+    if (m_end == m_begin) return false;
+    char* const start = m_buffer.get() + m_begin;
+    std::int64_t length = m_end - m_begin;
+    if (!m_eof) {
+        // Up to the last line end; a buffer without one is a single cut line.
+        if (auto const* end = static_cast<char const*>(::memrchr(start, '\n', std::size_t(length))))
+            length = end + 1 - start;
+    }
+    lines = std::string_view(start, std::size_t(length));
+    m_begin += length;
+    m_consumed += length;
+    return true;
 }
 
 bool CTextLineReader::NextLine(std::string_view& line) {

@@ -17,6 +17,7 @@
 #include "core/CQEL_Exception.h"
 #include "formats/COutputFile.h"
 #include "formats/CTextLineReader.h"
+#include "formats/CTextLineScanner.h"
 #include "formats/QEL_TextNumbers.h"
 
 using namespace QEL::Core;
@@ -156,6 +157,70 @@ TEST(TextLineReader, SplitsLinesOfEveryEndingAndRefusesHugeLines) {
     EXPECT_FALSE(missing.Open((TempDir() / "absent.txt").c_str()));
     EXPECT_FALSE(missing.Open(TempDir().c_str()));  // a folder
     std::filesystem::remove_all(TempDir());
+}
+
+// The scanner cuts blocks into parts scanned side by side; what it hands out
+// must be what reading line by line and scanning each line gives, also for
+// lines that straddle block and part borders.
+TEST(TextLineScanner, AgreesWithTheLineReaderAcrossBlocksAndPartsAndRefusesHugeLines) {
+    auto const path = TempDir() / "scan.txt";
+    {
+        std::mt19937 random(5);
+        std::ofstream out(path, std::ios::binary);
+        char const* const kinds[] = {"1 2 3", "scan x y z", "", "  -4.5e-3\t7 8 9 10 11 12 13 14 15 16",
+                                     "text",  "5 6"};
+        std::int64_t written = 0;
+        for (int i = 0; written < 3 * CTextLineReader::kBlockBytes; ++i) {
+            std::string line = kinds[random() % 6];
+            if (i % 50000 == 7) line += " " + std::string(300000, '7');  // a long line now and then
+            line += random() % 4 == 0 ? "\r\n" : "\n";
+            out << line;
+            written += std::int64_t(line.size());
+        }
+        out << "1 2 3 4";  // no line end
+    }
+    struct SLine {
+        std::string text;
+        std::vector<double> values;
+        bool operator==(SLine const&) const = default;
+    };
+    std::vector<SLine> expected, got;
+    CTextLineReader reader;
+    ASSERT_TRUE(reader.Open(path.c_str()));
+    std::string_view line;
+    while (reader.NextLine(line)) {
+        double values[3];
+        int const n = Text::ScanDoubles(line, values, 3);
+        expected.push_back({std::string(line), std::vector<double>(values, values + n)});
+    }
+    CTextLineScanner scanner(3);
+    ASSERT_TRUE(scanner.Open(path.c_str()));
+    scanner.ForEachLine([&](std::string_view text, double const* values, int n) {
+        got.push_back({std::string(text), std::vector<double>(values, values + n)});
+    });
+    ASSERT_EQ(got.size(), expected.size());
+    for (std::size_t i = 0; i < got.size(); ++i)
+        ASSERT_TRUE(got[i] == expected[i]) << "line " << i + 1;
+    EXPECT_EQ(scanner.Consumed(), scanner.FileSize());
+
+    // Too long inside a block, and longer than a whole block.
+    for (std::int64_t length : {CTextLineReader::kMaxLineBytes + 1, CTextLineReader::kBlockBytes + 10}) {
+        {
+            std::ofstream out(path, std::ios::binary);
+            out << "1 2 3\n4 5 6\n" << std::string(std::size_t(length), '8') << "\n7 8 9\n";
+        }
+        CTextLineScanner huge(3);
+        ASSERT_TRUE(huge.Open(path.c_str()));
+        int visited = 0;
+        try {
+            huge.ForEachLine([&](std::string_view, double const*, int) { ++visited; });
+            ADD_FAILURE() << "no exception";
+        } catch (CQEL_Exception const& e) {
+            EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
+            EXPECT_NE(std::string(e.what()).find("Line 3 is longer"), std::string::npos) << e.what();
+        }
+        EXPECT_EQ(visited, 2);
+    }
 }
 
 TEST(OutputFile, KeepsTheOldFileUnlessCommitted) {
