@@ -221,6 +221,7 @@ TEST(TextLineScanner, AgreesWithTheLineReaderAcrossBlocksAndPartsAndRefusesHugeL
         }
         EXPECT_EQ(visited, 2);
     }
+    std::filesystem::remove_all(TempDir());
 }
 
 TEST(OutputFile, KeepsTheOldFileUnlessCommitted) {
