@@ -274,8 +274,8 @@ void CDataManager::CheckSpaceOutOfLine(int n) {
     }
     // An append with no plan (it was forgotten, or there never was one): make
     // one, so that the appends that follow take the inline path.
-    if (n == m_count + 1 && m_appendRoom == 0 && !m_appendImpossible && MakeAppendPlan() &&
-        n <= m_appendRoom) {
+    if (n == m_count + 1 && m_appendRoom == 0 && !m_appendImpossible &&
+        (m_appendPlanKnown ? MeasureAppendRoom() : MakeAppendPlan()) && n <= m_appendRoom) {
         AppendInPlace();
         return;
     }
@@ -299,6 +299,13 @@ struct CDataManager::SAppendPlan {
     bool* flags[2 * kMaxCollections] = {};
     int numFlags = 0;
 
+    // The element pointer's bytes, whatever the element type it points to.
+    static unsigned char* Elements(ICollection::SAppendSlot const& slot) {
+        unsigned char* elements;
+        std::memcpy(&elements, slot.elements, sizeof elements);
+        return elements;
+    }
+
     static int Group(std::uint32_t size) {
         int g = 0;
         while (g < kGroups - 1 && kSizes[g] != size)
@@ -311,7 +318,7 @@ struct CDataManager::SAppendPlan {
         AppendFixed(at, std::make_index_sequence<kGroups - 1>());
         for (int k = groupEnd[kGroups - 2]; k < groupEnd[kGroups - 1]; ++k) {
             ICollection::SAppendSlot const& slot = slots[k];
-            std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
+            std::memcpy(Elements(slot) + std::size_t(at) * slot.size, slot.fill, slot.size);
             *slot.count = at + 1;
         }
         for (int f = 0; f < numFlags; ++f)
@@ -326,7 +333,7 @@ struct CDataManager::SAppendPlan {
         // Held locally: the stores to the counts could otherwise alias it.
         ICollection::SAppendSlot const* const all = slots.get();
         for (int k = first; k < last; ++k) {
-            std::memcpy(all[k].elements + std::size_t(at) * Size, all[k].fill, Size);
+            std::memcpy(Elements(all[k]) + std::size_t(at) * Size, all[k].fill, Size);
             *all[k].count = at + 1;
         }
     }
@@ -368,7 +375,16 @@ bool CDataManager::MakeAppendPlan() {
     for (int k = 0; k < m_numActive; ++k)
         plan.slots[start[group[k]]++] = described[k];
     m_appendRoom = room;
+    m_appendPlanKnown = true;
     return room > m_count;
+}
+
+bool CDataManager::MeasureAppendRoom() {
+    // The active collections agree on their allocation and front slack, and
+    // their counts change only through this manager.
+    ICollection const* const first = m_active[0];
+    m_appendRoom = first->GetNumAllocated() - first->GetMemoryOffset();
+    return m_appendRoom > m_count;
 }
 
 void CDataManager::AppendInPlace() noexcept {

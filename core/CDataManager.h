@@ -180,12 +180,16 @@ class QEL_API CDataManager {
     // The append plan: made from the active collections' slots when each has
     // one (m_appendRoom is then the room they share), else none (room 0).
     bool MakeAppendPlan();
+    // The room of a known plan after a structural operation.
+    bool MeasureAppendRoom();
     // After a change of activation, coupling, a fill value or a flag.
     void ForgetAppendPlan() {
         m_appendRoom = 0;
         m_appendImpossible = false;
+        m_appendPlanKnown = false;
     }
-    // After any other structural operation: the elements may have moved.
+    // After any other structural operation: the storage may have moved or
+    // changed size; the plan reads the element pointers where they are kept.
     void DropAppendRoom() { m_appendRoom = 0; }
     // Appends one element to every active collection through the plan.
     void AppendInPlace() noexcept;
@@ -213,11 +217,13 @@ class QEL_API CDataManager {
     int m_numActive;
     ICollection* m_active[kMaxCollections];
     int m_activePositions[kMaxCollections];
-    // The append plan, valid while m_appendRoom > 0; allocated by the first
-    // plan (most managers never append one by one).
+    // The append plan, usable while m_appendRoom > 0 and kept across
+    // structural operations; allocated by the first plan (most managers never
+    // append one by one).
     struct SAppendPlan;
     std::unique_ptr<SAppendPlan> m_appendPlan;
     int m_appendRoom = 0;
+    bool m_appendPlanKnown = false;   // made since the last change of activation, coupling, fill or flag
     bool m_appendImpossible = false;  // a collection has no slot: no plan to try
 };
 

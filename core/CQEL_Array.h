@@ -493,6 +493,8 @@ class CQEL_Array {
     // The count itself, for storage whose owner appends elements in place
     // (CCollection and its data manager).
     int& CountField() { return m_count; }
+    // The pointer to element 0 itself, which moves when the storage does.
+    T* const& DataField() const { return m_data; }
     // One element, filled as by CreateElements, into a back slack that the
     // caller has found to have room (HasBackSlack).
     void AddElementInBackSlack(T const* source) {

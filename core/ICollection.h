@@ -94,19 +94,21 @@ class QEL_API ICollection {
 
   public:
     struct SAppendSlot {
-        unsigned char* elements;  // element 0
-        int* count;               // the count to raise
-        bool* flags[2];           // flags to set (null: none)
-        int room;                 // elements that fit from element 0 on
-        std::uint32_t size;       // bytes per element, at most sizeof(fill)
+        void const* elements;  // the collection's pointer to element 0 (a T*), read per append
+        int* count;            // the count to raise
+        bool* flags[2];        // flags to set (null: none)
+        int room;              // elements that fit from element 0 on
+        std::uint32_t size;    // bytes per element, at most sizeof(fill)
         alignas(16) unsigned char fill[32];
     };
 
   protected:
     // Describes the collection in slot and returns true, or returns false when
-    // appending needs more than the above. The description holds until the
-    // next structural operation or change of the fill value or flags; a
-    // collection whose fill value or flags change calls ForgetAppendSlots.
+    // appending needs more than the above. Apart from its room, the
+    // description holds across structural operations (it points to where the
+    // collection keeps its element pointer and count) until the fill value or
+    // the flags change; a collection whose fill value or flags change calls
+    // ForgetAppendSlots.
     virtual bool GetAppendSlot(SAppendSlot& slot) {
         (void)slot;
         return false;
