@@ -29,8 +29,9 @@
 // exception: the manager keeps an append plan (ICollection::SAppendSlot) for
 // its active collections and, while it holds, appends to all of them itself,
 // with no call per collection. The plan is made at the first such append and
-// forgotten at any other structural operation, any change of activation or
-// coupling, and any change of a fill value or flag.
+// kept across the other structural operations (after one, the manager asks a
+// single collection for the room they share); it is forgotten at any change
+// of activation or coupling, and any change of a fill value or flag.
 #pragma once
 
 #include <cstdint>
@@ -61,8 +62,9 @@ class QEL_API CDataManager {
     // constructed with (their activation goes through that one), and the copy
     // may be used only while they live (destroying it touches none of them).
     // Make structural changes through one handle only; the other's count does
-    // not follow (nor its append plan: appending one by one through a handle
-    // whose collections another handle changed writes where they were).
+    // not follow (nor the room of its append plan: appending one by one
+    // through a handle after another handle changed the collections may
+    // write past their storage).
     // Assigning first lets go of the collections coupled through this
     // manager, as the destructor does. To copy elements between two
     // entities, each coupling its own collections, use Copy().
