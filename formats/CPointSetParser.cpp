@@ -183,6 +183,10 @@ struct SColumns {
         c.count = 3;
         return c;
     }
+    // Positions only, in order: rows need no other field.
+    bool PositionsOnly() const {
+        return count == 3 && column[0] == EColumn::X && column[1] == EColumn::Y && column[2] == EColumn::Z;
+    }
 };
 
 EColumn ColumnOf(std::string_view name) {
@@ -319,6 +323,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
         CProgressText progress(FileLabel("reading", path), lines.FileSize());
         CPointSectionAppender appender(*target);
         SColumns columns = SColumns::XYZ();
+        bool positionsOnly = true;
         std::int64_t shortLines = 0, unknownNames = 0;
         lines.ForEachLine([&](std::string_view line, double const* values, int n) {
             progress.Update(lines.Consumed());
@@ -327,6 +332,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
                 std::string_view rest;
                 if (IsHeaderLine(line, rest)) {
                     columns = ParseHeader(rest, unknownNames);
+                    positionsOnly = columns.PositionsOnly();
                     appender.StartSection();
                     appender.SetAttributes(columns.flags);
                 }
@@ -337,6 +343,10 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
                 appender.SetAttributes(columns.flags);
             }
             if (n < columns.count) ++shortLines;
+            if (positionsOnly && n >= 3) {
+                appender.AddPosition(values[0], values[1], values[2]);
+                return;
+            }
             SPointRow& row = appender.NextRow();
             for (int c = 0; c < std::min(n, columns.count); ++c)
                 Assign(row, columns.column[std::size_t(c)], values[c]);
