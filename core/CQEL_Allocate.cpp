@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,8 @@ namespace {
 // from two of them on, so that at least one whole huge page lies inside.
 constexpr std::uintptr_t kHugePage = std::uintptr_t(2) << 20;
 constexpr std::size_t kAdviseFrom = 2 * kHugePage;
+// Growth below this is rounded up to powers of two (ReAllocateMemory).
+constexpr std::size_t kRoundGrowthUpTo = std::size_t(1) << 20;
 
 // Advice only: where it is refused (huge pages disabled, an older kernel), the
 // block is simply used with small pages. The advice covers every whole page
@@ -80,6 +83,14 @@ void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept {
 }
 
 void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes) {
+    if (memory && bytes <= kRoundGrowthUpTo) {
+        // A block that grows is likely to grow again (arrays grow by half at
+        // a time): it gets room up to the next power of two, and the steps
+        // that then still fit are not the allocator's business at all.
+        std::size_t const usable = ::malloc_usable_size(memory);
+        if (bytes <= usable && bytes > usable / 2) return memory;
+        if (bytes > usable) bytes = std::bit_ceil(bytes);
+    }
     void* resized = std::realloc(memory, bytes ? bytes : 1);
     if (!resized) throw std::bad_alloc();
     AdviseHugePages(resized, bytes);

@@ -28,7 +28,11 @@ class QEL_API CQEL_Allocate {
     // Resizes memory from AllocateMemory (null: allocates) to bytes > 0, in
     // place where the allocator can, else by moving the bytes; returns the
     // memory, which may have moved. Throws std::bad_alloc when memory is
-    // exhausted, leaving the old memory as it was.
+    // exhausted, leaving the old memory as it was. A block below 1 MiB that
+    // grows is given room up to the next power of two, and a resize that
+    // still fits that room (and uses more than half of it) returns the block
+    // as it is: growth by half at a time then reallocates about as often as
+    // doubling does.
     static void* ReAllocateMemory(void* memory, std::size_t bytes);
 
     static void* operator new(std::size_t bytes);

@@ -263,6 +263,22 @@ TEST(Array, LargeStorage_IsOneMappingBeforeAndAfterGrowth) {
     CQEL_Allocate::DeAllocateMemory(block);
 }
 
+// A small block that grows gets room up to a power of two; resizes within
+// that room keep the block and its bytes, a resize far below it does not.
+TEST(Array, SmallStorage_GrowsIntoRoomUpToAPowerOfTwo) {
+    auto* block = static_cast<unsigned char*>(CQEL_Allocate::AllocateMemory(40));
+    std::memset(block, 7, 40);
+    block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 100));
+    std::memset(block + 40, 8, 60);
+    ASSERT_EQ(CQEL_Allocate::ReAllocateMemory(block, 128), block);
+    block[127] = 9;
+    EXPECT_EQ(block[39], 7);
+    EXPECT_EQ(block[99], 8);
+    block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 16));
+    EXPECT_EQ(block[15], 7);
+    CQEL_Allocate::DeAllocateMemory(block);
+}
+
 // --- messages ---------------------------------------------------------------------------------
 
 TEST(Array, Misuse_ReportsReasonParameterAndLocation) {
