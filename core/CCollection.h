@@ -228,7 +228,7 @@ class CCollection : public ICollection {
     // back slack, for element types that a copy of bytes creates.
     bool DescribeAppend(SAppendSlot& slot) {
         if constexpr (std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(slot.fill)) {
-            slot.elements = &m_array.DataField();
+            slot.elementsField = &m_array.DataField();
             slot.count = &m_array.CountField();
             slot.flags[0] = m_pDataModified;
             slot.flags[1] = m_pSizeChanged;

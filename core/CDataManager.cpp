@@ -299,11 +299,11 @@ struct CDataManager::SAppendPlan {
     bool* flags[2 * kMaxCollections] = {};
     int numFlags = 0;
 
-    // The element pointer's bytes, whatever the element type it points to.
-    static unsigned char* Elements(ICollection::SAppendSlot const& slot) {
-        unsigned char* elements;
-        std::memcpy(&elements, slot.elements, sizeof elements);
-        return elements;
+    // Reads each slot's element pointer again (its bytes, whatever the
+    // element type it points to), after the storage may have moved.
+    void FindElements() {
+        for (int k = 0; k < groupEnd[kGroups - 1]; ++k)
+            std::memcpy(&slots[k].elements, slots[k].elementsField, sizeof slots[k].elements);
     }
 
     static int Group(std::uint32_t size) {
@@ -318,7 +318,7 @@ struct CDataManager::SAppendPlan {
         AppendFixed(at, std::make_index_sequence<kGroups - 1>());
         for (int k = groupEnd[kGroups - 2]; k < groupEnd[kGroups - 1]; ++k) {
             ICollection::SAppendSlot const& slot = slots[k];
-            std::memcpy(Elements(slot) + std::size_t(at) * slot.size, slot.fill, slot.size);
+            std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
             *slot.count = at + 1;
         }
         for (int f = 0; f < numFlags; ++f)
@@ -333,7 +333,7 @@ struct CDataManager::SAppendPlan {
         // Held locally: the stores to the counts could otherwise alias it.
         ICollection::SAppendSlot const* const all = slots.get();
         for (int k = first; k < last; ++k) {
-            std::memcpy(Elements(all[k]) + std::size_t(at) * Size, all[k].fill, Size);
+            std::memcpy(all[k].elements + std::size_t(at) * Size, all[k].fill, Size);
             *all[k].count = at + 1;
         }
     }
@@ -374,6 +374,7 @@ bool CDataManager::MakeAppendPlan() {
     }
     for (int k = 0; k < m_numActive; ++k)
         plan.slots[start[group[k]]++] = described[k];
+    plan.FindElements();
     m_appendRoom = room;
     m_appendPlanKnown = true;
     return room > m_count;
@@ -384,6 +385,7 @@ bool CDataManager::MeasureAppendRoom() {
     // their counts change only through this manager.
     ICollection const* const first = m_active[0];
     m_appendRoom = first->GetNumAllocated() - first->GetMemoryOffset();
+    m_appendPlan->FindElements();
     return m_appendRoom > m_count;
 }
 

@@ -94,11 +94,12 @@ class QEL_API ICollection {
 
   public:
     struct SAppendSlot {
-        void const* elements;  // the collection's pointer to element 0 (a T*), read per append
-        int* count;            // the count to raise
-        bool* flags[2];        // flags to set (null: none)
-        int room;              // elements that fit from element 0 on
-        std::uint32_t size;    // bytes per element, at most sizeof(fill)
+        void const* elementsField;  // where the collection keeps its pointer to element 0 (a T*)
+        unsigned char* elements;    // that pointer, as the manager last read it
+        int* count;                 // the count to raise
+        bool* flags[2];             // flags to set (null: none)
+        int room;                   // elements that fit from element 0 on
+        std::uint32_t size;         // bytes per element, at most sizeof(fill)
         alignas(16) unsigned char fill[32];
     };
 
