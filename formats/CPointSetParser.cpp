@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "core/CQEL_Operation.h"
@@ -407,8 +406,7 @@ class CBinRecords {
 
     CBinRecords(int fd, std::int64_t size, CQEL_String const& path, CQEL_Operation const& op)
         : m_fd(fd), m_records(size / kRecord), m_path(path), m_op(op) {
-        std::int64_t const byThreads = std::clamp<std::int64_t>(std::thread::hardware_concurrency(), 1, 8);
-        m_parts = int(std::clamp<std::int64_t>(size / (std::int64_t(8) << 20), 1, byThreads));
+        m_parts = PartsFor(size, std::int64_t(8) << 20);
         if (size > 0) {
             void* const mapped = ::mmap(nullptr, std::size_t(size), PROT_READ, MAP_PRIVATE, fd, 0);
             if (mapped != MAP_FAILED) {
@@ -500,6 +498,14 @@ struct SBinRun {
     CPointSet_Section::Point* points = nullptr;
 };
 
+// Adds run to runs, joined to the last one where it goes on from there.
+void AddRun(std::vector<SBinRun>& runs, SBinRun const& run) {
+    if (!runs.empty() && runs.back().first + runs.back().count == run.first)
+        runs.back().count += run.count;
+    else
+        runs.push_back(run);
+}
+
 }  // namespace
 
 bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
@@ -538,11 +544,7 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
                     for (std::int64_t r = 0; r < count; ++r) {
                         std::int64_t const points = CBinRecords::FindMarker(records + 12 * r, count - r);
                         if (points == 0) continue;
-                        std::int64_t const at = first + r;
-                        if (!runs.empty() && runs.back().first + runs.back().count == at)
-                            runs.back().count += points;
-                        else
-                            runs.push_back({at, points});
+                        AddRun(runs, {first + r, points});
                         r += points;  // onto the marker, or past the block
                     }
                     report(part);
@@ -550,12 +552,8 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
         });
         std::vector<SBinRun> runs;
         for (auto& part : found) {
-            for (SBinRun const& run : part) {
-                if (!runs.empty() && runs.back().first + runs.back().count == run.first)
-                    runs.back().count += run.count;
-                else
-                    runs.push_back(run);
-            }
+            for (SBinRun const& run : part)
+                AddRun(runs, run);
             std::vector<SBinRun>().swap(part);
         }
         std::int64_t total = 0;

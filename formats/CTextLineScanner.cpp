@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <thread>
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
@@ -14,8 +13,7 @@ namespace QEL::Core {
 
 namespace {
 // Below this a part costs more to hand to a thread than it takes to scan.
-constexpr std::size_t kMinPartBytes = std::size_t(1) << 19;
-constexpr int kMaxParts = 8;
+constexpr std::int64_t kMinPartBytes = std::int64_t(1) << 19;
 }  // namespace
 
 CTextLineScanner::CTextLineScanner(int maxValues) : m_maxValues(std::clamp(maxValues, 0, kMaxValues)) {}
@@ -23,8 +21,7 @@ CTextLineScanner::CTextLineScanner(int maxValues) : m_maxValues(std::clamp(maxVa
 CTextLineScanner::~CTextLineScanner() = default;
 
 void CTextLineScanner::Scan(std::string_view block) {
-    int const byThreads = std::clamp(int(std::thread::hardware_concurrency()), 1, kMaxParts);
-    int const parts = int(std::clamp<std::size_t>(block.size() / kMinPartBytes, 1, std::size_t(byThreads)));
+    int const parts = PartsFor(std::int64_t(block.size()), kMinPartBytes);
     // Part borders move forward to the next line start, so no line is split.
     std::vector<std::size_t> borders(std::size_t(parts) + 1, block.size());
     borders[0] = 0;

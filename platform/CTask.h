@@ -4,9 +4,12 @@
 // side by side.
 #pragma once
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <memory>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -32,6 +35,13 @@ class CTask final : public CThreadBasedClass {
     void Run() override { m_body(); }
     std::function<void()> m_body;
 };
+
+// How many parts to cut bytes of work into: one per processor (at most
+// eight), each of at least minPartBytes, and at least one.
+inline int PartsFor(std::int64_t bytes, std::int64_t minPartBytes) {
+    std::int64_t const processors = std::clamp<std::int64_t>(std::thread::hardware_concurrency(), 1, 8);
+    return int(std::clamp<std::int64_t>(bytes / minPartBytes, 1, processors));
+}
 
 // Calls part(0) .. part(parts - 1) side by side, part 0 on the calling
 // thread and each other part on a task of its own, and returns when all have
