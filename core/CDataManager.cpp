@@ -447,7 +447,6 @@ void CDataManager::CopyElement(int to, int from, CDataManager const& source) {
 }
 
 void CDataManager::Copy(CDataManager const& source) {
-    DropAppendRoom();
     if (&source == this) return;
     static CQEL_Operation const op("QEL::Core::CDataManager::Copy");
     op.Run([&] {

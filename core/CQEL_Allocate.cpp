@@ -22,6 +22,11 @@ constexpr std::size_t kAdviseFrom = 2 * kHugePage;
 // Growth below this is rounded up to powers of two (ReAllocateMemory).
 constexpr std::size_t kRoundGrowthUpTo = std::size_t(1) << 20;
 
+std::uintptr_t PageBytes() noexcept {
+    static std::uintptr_t const bytes = std::uintptr_t(::sysconf(_SC_PAGESIZE));
+    return bytes;
+}
+
 // Advice only: where it is refused (huge pages disabled, an older kernel), the
 // block is simply used with small pages. The advice covers every whole page
 // of the block up to the end of its usable size: a large block that the
@@ -32,7 +37,7 @@ constexpr std::size_t kRoundGrowthUpTo = std::size_t(1) << 20;
 void AdviseHugePages(void* memory, std::size_t bytes) noexcept {
 #ifdef MADV_HUGEPAGE
     if (bytes < kAdviseFrom) return;
-    std::uintptr_t const page = std::uintptr_t(::sysconf(_SC_PAGESIZE));
+    std::uintptr_t const page = PageBytes();
     std::uintptr_t const first = std::uintptr_t(memory) & ~(page - 1);
     std::uintptr_t const last =
         (std::uintptr_t(memory) + ::malloc_usable_size(memory) + page - 1) & ~(page - 1);
@@ -67,7 +72,7 @@ void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
     // reads as zeros.) The few bytes beside those pages are cleared directly.
     auto* const memory = static_cast<unsigned char*>(std::malloc(bytes));
     if (!memory) throw std::bad_alloc();
-    std::uintptr_t const page = std::uintptr_t(::sysconf(_SC_PAGESIZE));
+    std::uintptr_t const page = PageBytes();
     std::uintptr_t const begin = std::uintptr_t(memory), end = begin + bytes;
     std::uintptr_t const first = (begin + page - 1) & ~(page - 1), last = end & ~(page - 1);
     std::memset(memory, 0, first - begin);
