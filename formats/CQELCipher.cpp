@@ -14,6 +14,7 @@
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
+#include "formats/QEL_PBKDF2.h"
 
 namespace QEL::Core {
 
@@ -62,8 +63,7 @@ void ExpandKey(unsigned char const (&master)[32], char const* purpose, unsigned 
 CQELCipher::CQELCipher(std::string_view key, unsigned char const (&salt)[kSaltBytes],
                        std::uint32_t iterations) {
     unsigned char master[32];
-    if (PKCS5_PBKDF2_HMAC(key.data(), int(key.size()), salt, kSaltBytes, int(iterations), EVP_sha256(),
-                          sizeof master, master) != 1) {
+    if (!PBKDF2_HMAC_SHA256(key, salt, kSaltBytes, iterations, master, sizeof master)) {
         OPENSSL_cleanse(master, sizeof master);
         OpenSSLFailure("stretch the key with PBKDF2");
     }
