@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
@@ -21,6 +22,14 @@ constexpr std::uintptr_t kHugePage = std::uintptr_t(2) << 20;
 constexpr std::size_t kAdviseFrom = 2 * kHugePage;
 // Growth below this is rounded up to powers of two (ReAllocateMemory).
 constexpr std::size_t kRoundGrowthUpTo = std::size_t(1) << 20;
+// The least room of a block that grows from nothing: two cache lines. An
+// array of small elements growing one at a time then skips its first few
+// reallocations. Blocks below twice this are not made smaller, which would
+// give only a few bytes back.
+constexpr std::size_t kLeastGrowthRoom = 128;
+// Blocks up to this size come from glibc's per-thread cache when taken by
+// malloc, but not when moved by realloc.
+constexpr std::size_t kThreadCacheBytes = 1024;
 
 std::uintptr_t PageBytes() noexcept {
     static std::uintptr_t const bytes = std::uintptr_t(::sysconf(_SC_PAGESIZE));
@@ -57,6 +66,18 @@ void* CQEL_Allocate::AllocateMemory(std::size_t bytes) {
     return memory;
 }
 
+void* CQEL_Allocate::AllocateGrowingMemory(std::size_t bytes, bool zeroed, std::size_t* room) {
+    if (bytes == 0 || bytes > kRoundGrowthUpTo) {
+        if (room) *room = bytes;
+        return zeroed ? AllocateZeroedMemory(bytes) : AllocateMemory(bytes);
+    }
+    bytes = std::max(std::bit_ceil(bytes), kLeastGrowthRoom);
+    void* memory = zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
+    if (!memory) throw std::bad_alloc();
+    if (room) *room = bytes;
+    return memory;
+}
+
 void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
     if (bytes == 0) return nullptr;
     if (bytes < kAdviseFrom) {
@@ -87,18 +108,34 @@ void CQEL_Allocate::DeAllocateMemory(void* memory) noexcept {
     std::free(memory);
 }
 
-void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes) {
+void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes, std::size_t* room) {
     if (memory && bytes <= kRoundGrowthUpTo) {
         // A block that grows is likely to grow again (arrays grow by half at
         // a time): it gets room up to the next power of two, and the steps
         // that then still fit are not the allocator's business at all.
         std::size_t const usable = ::malloc_usable_size(memory);
-        if (bytes <= usable && bytes > usable / 2) return memory;
-        if (bytes > usable) bytes = std::bit_ceil(bytes);
+        if (bytes <= usable && (bytes > usable / 2 || usable < 2 * kLeastGrowthRoom)) {
+            if (room) *room = usable;
+            return memory;
+        }
+        if (bytes > usable) {
+            bytes = std::bit_ceil(bytes);
+            if (bytes <= kThreadCacheBytes) {
+                // realloc would move a block this small through the
+                // allocator's slow path, past its per-thread cache.
+                void* moved = std::malloc(bytes);
+                if (!moved) throw std::bad_alloc();
+                std::memcpy(moved, memory, usable);
+                std::free(memory);
+                if (room) *room = bytes;
+                return moved;
+            }
+        }
     }
     void* resized = std::realloc(memory, bytes ? bytes : 1);
     if (!resized) throw std::bad_alloc();
     AdviseHugePages(resized, bytes);
+    if (room) *room = bytes;
     return resized;
 }
 

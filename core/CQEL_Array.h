@@ -169,6 +169,7 @@ class CQEL_Array {
         std::swap(m_count, other.m_count);
         std::swap(m_allocated, other.m_allocated);
         std::swap(m_base, other.m_base);
+        std::swap(m_room, other.m_room);
         std::swap(m_minimum, other.m_minimum);
         std::swap(m_shrinkBelow, other.m_shrinkBelow);
         std::swap(m_default, other.m_default);
@@ -310,6 +311,7 @@ class CQEL_Array {
         m_allocated = allocate;
         UpdateShrinkThreshold();
         m_base = base;
+        m_room = 0;
         m_count = 0;
         if (!zeroed) CreateElements(m_data, count, nullptr);
         m_count = count;
@@ -551,11 +553,8 @@ class CQEL_Array {
         if (std::int64_t(m_count) + delta > std::numeric_limits<int>::max())
             throw std::bad_array_new_length();
         int const newCount = m_count + delta;
-        int const newAllocated =
-            delta > 0
-                ? std::max(int(std::min(double(m_allocated) * 1.5, double(std::numeric_limits<int>::max()))),
-                           newCount)
-                : std::max(int(double(newCount) * 1.5), m_minimum);
+        int const newAllocated = delta > 0 ? std::max(OneAndAHalf(m_allocated), newCount)
+                                           : std::max(OneAndAHalf(newCount), m_minimum);
         if constexpr (std::is_trivially_copyable_v<T>) {
             if (delta > 0 && atBack && Offset() == 0 && m_count > 0) {
                 // Plain elements at the start of their storage: extend the
@@ -582,6 +581,7 @@ class CQEL_Array {
                                  std::size_t(newCount) * sizeof(T));
                 m_data = m_base = base;
                 m_count = newCount;
+                m_room = 0;
                 try {
                     m_data = m_base = static_cast<T*>(
                         CQEL_Allocate::ReAllocateMemory(base, std::size_t(newAllocated) * sizeof(T)));
@@ -594,7 +594,14 @@ class CQEL_Array {
             }
         }
         bool const zeroed = delta > 0 && m_count == 0 && FillIsZeroBytes(source);
-        T* const fresh = zeroed ? AllocateZeroed(newAllocated) : Allocate(newAllocated);
+        // Plain elements growing from nothing grow next in their block
+        // (ExtendAtBack), which is then given room to grow into.
+        std::size_t room = 0;
+        T* const fresh = std::is_trivially_copyable_v<T> && delta > 0 && m_count == 0 && atBack
+                             ? static_cast<T*>(CQEL_Allocate::AllocateGrowingMemory(
+                                   std::size_t(newAllocated) * sizeof(T), zeroed, &room))
+                         : zeroed ? AllocateZeroed(newAllocated)
+                                  : Allocate(newAllocated);
         if (delta > 0) {
             // Construct first: source may lie in the old storage.
             try {
@@ -614,6 +621,7 @@ class CQEL_Array {
         if (m_data) CQEL_Allocate::DeAllocateMemory(m_base);
         m_data = fresh;
         m_base = m_data;
+        m_room = RoomSlots(room);
         m_allocated = newAllocated;
         UpdateShrinkThreshold();
         m_count = newCount;
@@ -692,14 +700,26 @@ class CQEL_Array {
         if (n > 0) ReAllocate(-n, false, nullptr);
     }
     void ExtendAtBack(int delta, int newAllocated, T const* source) {
-        m_data = m_base =
-            static_cast<T*>(CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T)));
+        if (newAllocated > m_room) {
+            std::size_t room = 0;
+            m_data = m_base = static_cast<T*>(
+                CQEL_Allocate::ReAllocateMemory(m_data, std::size_t(newAllocated) * sizeof(T), &room));
+            m_room = RoomSlots(room);
+        }
         m_allocated = newAllocated;
         UpdateShrinkThreshold();
         CreateElements(m_data + m_count, delta, source);
         m_count += delta;
     }
     int Offset() const { return int(m_data - m_base); }
+    static int RoomSlots(std::size_t bytes) {
+        return int(std::min(bytes / sizeof(T), std::size_t(std::numeric_limits<int>::max())));
+    }
+    // n * 1.5 rounded down (n >= 0), at most the largest int: the growth
+    // factor, in integers, which are exact and quicker than a double.
+    static int OneAndAHalf(int n) {
+        return int(std::min(std::int64_t(n) + n / 2, std::int64_t(std::numeric_limits<int>::max())));
+    }
     // Whether p points at one of the elements in use.
     bool Holds(T const* p) const {
         return p && !std::less<>()(p, m_data) && std::less<>()(p, m_data + m_count);
@@ -712,12 +732,14 @@ class CQEL_Array {
         m_allocated = 0;
         UpdateShrinkThreshold();
         m_base = nullptr;
+        m_room = 0;
     }
     void Free() {
         if (!m_data) return;
         DestroyElements(m_data, m_count);
         CQEL_Allocate::DeAllocateMemory(m_base);
         m_data = m_base = nullptr;
+        m_room = 0;
     }
     static T* Allocate(int slots) {
         return static_cast<T*>(CQEL_Allocate::AllocateMemory(std::size_t(slots) * sizeof(T)));
@@ -777,6 +799,7 @@ class CQEL_Array {
         if (m_data) CQEL_Allocate::DeAllocateMemory(m_base);
         m_data = fresh;
         m_base = m_data;
+        m_room = 0;
         m_allocated = slots;
         UpdateShrinkThreshold();
     }
@@ -800,6 +823,11 @@ class CQEL_Array {
     T* m_base;
     int m_minimum;
     int m_shrinkBelow;  // see ShrinkDue
+    // Slots that the storage holds as far as known (0: not known), which may
+    // be more than m_allocated: growth at the back within them needs no call
+    // to the allocator. Known only after growth at the back; whatever else
+    // replaces the storage makes it unknown.
+    int m_room = 0;
     T* m_default = nullptr;
 };
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -266,17 +267,37 @@ TEST(Array, LargeStorage_IsOneMappingBeforeAndAfterGrowth) {
 // A small block that grows gets room up to a power of two; resizes within
 // that room keep the block and its bytes, a resize far below it does not.
 TEST(Array, SmallStorage_GrowsIntoRoomUpToAPowerOfTwo) {
+    std::size_t room = 0;
     auto* block = static_cast<unsigned char*>(CQEL_Allocate::AllocateMemory(40));
     std::memset(block, 7, 40);
-    block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 100));
+    block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 100, &room));
+    EXPECT_EQ(room, 128u);
     std::memset(block + 40, 8, 60);
-    ASSERT_EQ(CQEL_Allocate::ReAllocateMemory(block, 128), block);
+    ASSERT_EQ(CQEL_Allocate::ReAllocateMemory(block, 128, &room), block);
+    EXPECT_GE(room, 128u);
     block[127] = 9;
     EXPECT_EQ(block[39], 7);
     EXPECT_EQ(block[99], 8);
+    // Blocks within the per-thread cache's sizes move, whole, to fresh ones.
+    block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 700, &room));
+    EXPECT_EQ(room, 1024u);
+    EXPECT_EQ(block[39], 7);
+    EXPECT_EQ(block[99], 8);
+    EXPECT_EQ(block[127], 9);
     block = static_cast<unsigned char*>(CQEL_Allocate::ReAllocateMemory(block, 16));
     EXPECT_EQ(block[15], 7);
+    // Small blocks are not made smaller.
+    EXPECT_EQ(CQEL_Allocate::ReAllocateMemory(block, 2, &room), block);
     CQEL_Allocate::DeAllocateMemory(block);
+
+    // A block for growth from nothing: a power of two, at least 128 bytes, zeroed on request.
+    for (std::size_t bytes : {1u, 24u, 129u, 4000u}) {
+        auto* grown = static_cast<unsigned char*>(CQEL_Allocate::AllocateGrowingMemory(bytes, true, &room));
+        EXPECT_EQ(room, std::max<std::size_t>(std::bit_ceil(bytes), 128)) << bytes;
+        EXPECT_EQ(std::count(grown, grown + bytes, 0), std::ptrdiff_t(bytes)) << bytes;
+        grown[room - 1] = 1;  // the room is the block's (a sanitized build checks)
+        CQEL_Allocate::DeAllocateMemory(grown);
+    }
 }
 
 // --- messages ---------------------------------------------------------------------------------
@@ -445,7 +466,7 @@ void RunAgainstDeque(unsigned seed, int steps) {
         SLayout const before = LayoutOf(a);
         std::optional<SLayout> expected = before;
         // Phases of growing to about 500 and draining to about 5, so that every rule is met.
-        int const op = count < ((step / 1000) % 2 ? 5 : 500) ? pick(0, 8) : pick(3, 11);
+        int const op = count < ((step / 1000) % 2 ? 5 : 500) ? pick(0, 8) : pick(3, 13);
         int const k = count ? pick(0, count - 1) : 0;
         int const n = pick(0, std::min(count, 4));
         if (op <= 1) {
@@ -489,6 +510,14 @@ void RunAgainstDeque(unsigned seed, int steps) {
         } else if (op == 8 && count) {
             a.Swap(k, count - 1);
             std::swap(model[k], model.back());
+        } else if (op == 12) {
+            // Storage replaced by other means than growth at the back: what
+            // the array knew of its block's room must not outlive it.
+            a.Compact();
+            expected = SLayout{count, count, 0};
+        } else if (op == 13) {
+            a = CQEL_Array<T>(a);
+            expected.reset();
         } else if (op >= 9) {
             int const removed = pick(0, std::min(count, 40));
             bool const atBack = op == 9;
