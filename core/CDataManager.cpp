@@ -286,24 +286,40 @@ void CDataManager::CheckSpaceOutOfLine(int n) {
 }
 
 // The plan: one slot per active collection, grouped by element size so that
-// each group copies its fill values with moves of a fixed size (the order in
-// which the collections get their element cannot be observed: nothing runs
-// between the copies), and the distinct flags to set once per append.
+// each group copies its fill values with moves of a fixed size, and the
+// distinct flags to set once per append.
+//
+// The fill values are written ahead, in batches, into the back slack (plain
+// storage, which no one reads: the plan is made only for plain element
+// types), so that most appends only raise the counts and set the flags. The
+// slack is known to hold the fill values below filledTo; measuring the room
+// again after any structural operation (or making a new plan after a change
+// of fill value) starts that anew at the count. A batch covers as many
+// elements as were appended since then, between 4 and 64, and never more
+// than the room: a fill loop that appends thousands of elements writes them
+// in batches of 64, while appends that alternate with other operations write
+// little that is not used.
 struct CDataManager::SAppendPlan {
     static constexpr std::uint32_t kSizes[] = {2, 4, 8, 16, 24, 32};
     static constexpr int kGroups = int(std::size(kSizes)) + 1;  // the last one: any other size
+    static constexpr int kLeastBatch = 4, kMostBatch = 64;
 
     std::unique_ptr<ICollection::SAppendSlot[]> slots;
     int numSlots = 0;
     int groupEnd[kGroups] = {};
+    int* counts[kMaxCollections] = {};
     bool* flags[2 * kMaxCollections] = {};
     int numFlags = 0;
+    int measuredAt = 0;  // the count when the room was last measured
+    int filledTo = 0;    // slots below this hold the fill value in every collection
 
     // Reads each slot's element pointer again (its bytes, whatever the
-    // element type it points to), after the storage may have moved.
-    void FindElements() {
+    // element type it points to), after the storage may have moved; what
+    // the slack holds is not known any more.
+    void FindElements(int count) {
         for (int k = 0; k < groupEnd[kGroups - 1]; ++k)
             std::memcpy(&slots[k].elements, slots[k].elementsField, sizeof slots[k].elements);
+        measuredAt = filledTo = count;
     }
 
     static int Group(std::uint32_t size) {
@@ -313,28 +329,39 @@ struct CDataManager::SAppendPlan {
         return g;
     }
 
-    // Appends to the slots of the groups of fixed size, then to the others.
-    void Append(int at) const {
-        AppendFixed(at, std::make_index_sequence<kGroups - 1>());
+    // Appends element at (< room) to every collection.
+    void Append(int at, int room) {
+        if (at >= filledTo) [[unlikely]]
+            FillAhead(at, std::min(room, at + std::clamp(at - measuredAt, kLeastBatch, kMostBatch)));
+        int const n = groupEnd[kGroups - 1], f = numFlags;  // held: the counts' stores could alias them
+        for (int k = 0; k < n; ++k)
+            *counts[k] = at + 1;
+        for (int k = 0; k < f; ++k)
+            *flags[k] = true;
+    }
+
+    // Writes the fill values into elements [from, to) of every collection.
+    void FillAhead(int from, int to) {
+        FillFixed(from, to, std::make_index_sequence<kGroups - 1>());
         for (int k = groupEnd[kGroups - 2]; k < groupEnd[kGroups - 1]; ++k) {
             ICollection::SAppendSlot const& slot = slots[k];
-            std::memcpy(slot.elements + std::size_t(at) * slot.size, slot.fill, slot.size);
-            *slot.count = at + 1;
+            for (int i = from; i < to; ++i)
+                std::memcpy(slot.elements + std::size_t(i) * slot.size, slot.fill, slot.size);
         }
-        for (int f = 0; f < numFlags; ++f)
-            *flags[f] = true;
+        filledTo = to;
     }
     template <std::size_t... G>
-    void AppendFixed(int at, std::index_sequence<G...>) const {
-        (AppendGroup<kSizes[G]>(G == 0 ? 0 : groupEnd[G - 1], groupEnd[G], at), ...);
+    void FillFixed(int from, int to, std::index_sequence<G...>) const {
+        (FillGroup<kSizes[G]>(G == 0 ? 0 : groupEnd[G - 1], groupEnd[G], from, to), ...);
     }
     template <std::uint32_t Size>
-    void AppendGroup(int first, int last, int at) const {
-        // Held locally: the stores to the counts could otherwise alias it.
-        ICollection::SAppendSlot const* const all = slots.get();
+    void FillGroup(int first, int last, int from, int to) const {
         for (int k = first; k < last; ++k) {
-            std::memcpy(all[k].elements + std::size_t(at) * Size, all[k].fill, Size);
-            *all[k].count = at + 1;
+            unsigned char fill[Size];
+            std::memcpy(fill, slots[k].fill, Size);
+            unsigned char* const elements = slots[k].elements;
+            for (int i = from; i < to; ++i)
+                std::memcpy(elements + std::size_t(i) * Size, fill, Size);
         }
     }
 };
@@ -372,9 +399,11 @@ bool CDataManager::MakeAppendPlan() {
         plan.groupEnd[g] = sum;
         start[g] = sum - start[g];
     }
-    for (int k = 0; k < m_numActive; ++k)
+    for (int k = 0; k < m_numActive; ++k) {
+        plan.counts[k] = described[k].count;
         plan.slots[start[group[k]]++] = described[k];
-    plan.FindElements();
+    }
+    plan.FindElements(m_count);
     m_appendRoom = room;
     m_appendPlanKnown = true;
     return room > m_count;
@@ -385,12 +414,12 @@ bool CDataManager::MeasureAppendRoom() {
     // their counts change only through this manager.
     ICollection const* const first = m_active[0];
     m_appendRoom = first->GetNumAllocated() - first->GetMemoryOffset();
-    m_appendPlan->FindElements();
+    m_appendPlan->FindElements(m_count);
     return m_appendRoom > m_count;
 }
 
 void CDataManager::AppendInPlace() noexcept {
-    m_appendPlan->Append(m_count);
+    m_appendPlan->Append(m_count, m_appendRoom);
     ++m_count;
 }
 

@@ -28,7 +28,9 @@
 // element into back slack, what fill loops do element by element, is the
 // exception: the manager keeps an append plan (ICollection::SAppendSlot) for
 // its active collections and, while it holds, appends to all of them itself,
-// with no call per collection. The plan is made at the first such append and
+// with no call per collection: it writes the fill values into the back slack
+// ahead, in batches, so that most appends only raise the counts and set the
+// flags. The plan is made at the first such append and
 // kept across the other structural operations (after one, the manager asks a
 // single collection for the room they share); it is forgotten at any change
 // of activation or coupling, and any change of a fill value or flag.
