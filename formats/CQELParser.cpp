@@ -427,8 +427,9 @@ class IQELSource {
     virtual std::int64_t Size() const = 0;
     // Calls visit for the runs of the bytes in [offset, offset + bytes), which the caller has checked.
     virtual void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const = 0;
-    // The bytes from offset on in one piece of memory, or null when the source has none.
-    virtual unsigned char const* View(std::int64_t offset) const = 0;
+    // Makes stream a view of the bytes in [offset, offset + bytes), which
+    // the caller has checked, without copying them.
+    virtual void AttachView(CQEL_Stream& stream, std::int64_t offset, std::int64_t bytes) const = 0;
 
     void Read(std::int64_t offset, void* to, std::int64_t bytes) const {
         auto* at = static_cast<unsigned char*>(to);
@@ -446,7 +447,9 @@ class CStreamSource final : public IQELSource {
     void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const override {
         m_stream.ForEachRun(offset, offset + bytes, visit);
     }
-    unsigned char const* View(std::int64_t) const override { return nullptr; }
+    void AttachView(CQEL_Stream& stream, std::int64_t offset, std::int64_t bytes) const override {
+        stream.AttachView(m_stream, offset, bytes);
+    }
 
   private:
     CQEL_Stream& m_stream;
@@ -485,7 +488,12 @@ class CFileSource final : public IQELSource {
         if (!m_map) return m_stream.ForEachRun(offset, offset + bytes, visit);
         if (bytes > 0) visit(m_map + offset, bytes);
     }
-    unsigned char const* View(std::int64_t offset) const override { return m_map ? m_map + offset : nullptr; }
+    void AttachView(CQEL_Stream& stream, std::int64_t offset, std::int64_t bytes) const override {
+        if (m_map)
+            stream.AttachView(m_map + offset, bytes);
+        else
+            stream.AttachView(m_stream, offset, bytes);
+    }
 
   private:
     unsigned char const* m_map = nullptr;
@@ -878,13 +886,8 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
                   info.owner, index);
     auto feed = [&digest](unsigned char const* run, std::int64_t n) { digest.Feed(run, n); };
     if (!cipher) {
-        if (unsigned char const* view = in.View(info.offset))
-            plain.AttachView(view, stored);
-        else
-            in.ForEachRun(info.offset, stored,
-                          [&](unsigned char const* run, std::int64_t n) { plain.Put(run, n); });
+        in.AttachView(plain, info.offset, stored);
         plain.ForEachRun(feed);
-        plain.SeekGetPosition(0);
         return SQELRecordInfo::EStatus::Intact;
     }
     std::int64_t const cipherBytes = stored - CQELCipher::kRecordOverhead;
@@ -897,30 +900,21 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
     in.Read(info.offset + CQELCipher::kNonceBytes + cipherBytes, tag, sizeof tag);
     std::vector<unsigned char> const aad = RecordAAD(std::uint32_t(index), entry.block);
     CQELCipher::CRecord open(*cipher, false, nonce, aad.data(), int(aad.size()));
+    // Deciphered straight into the record's storage; each piece goes to the
+    // digest as soon as it is plain.
     constexpr std::int64_t kPiece = std::int64_t(1) << 18;
-    if (unsigned char const* source = in.View(info.offset + CQELCipher::kNonceBytes)) {
-        // Deciphered straight into the record's storage; each piece goes to
-        // the digest as soon as it is plain.
-        plain.Produce(cipherBytes, [&](unsigned char* run, std::int64_t n) {
-            for (std::int64_t done = 0; done < n; done += kPiece) {
-                std::int64_t const piece = std::min(kPiece, n - done);
-                open.Update(source, run + done, piece);
-                digest.Feed(run + done, piece);
-                source += piece;
+    std::int64_t at = info.offset + CQELCipher::kNonceBytes;
+    plain.Produce(cipherBytes, [&](unsigned char* run, std::int64_t n) {
+        in.ForEachRun(at, n, [&](unsigned char const* source, std::int64_t m) {
+            for (std::int64_t done = 0; done < m; done += kPiece) {
+                std::int64_t const piece = std::min(kPiece, m - done);
+                open.Update(source + done, run, piece);
+                digest.Feed(run, piece);
+                run += piece;
             }
         });
-    } else {
-        auto const buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(kPiece));
-        in.ForEachRun(info.offset + CQELCipher::kNonceBytes, cipherBytes,
-                      [&](unsigned char const* run, std::int64_t n) {
-                          for (std::int64_t done = 0; done < n; done += kPiece) {
-                              std::int64_t const piece = std::min(kPiece, n - done);
-                              open.Update(run + done, buffer.get(), piece);
-                              plain.Put(buffer.get(), piece);
-                          }
-                      });
-        plain.ForEachRun(feed);
-    }
+        at += n;
+    });
     if (!open.Open(tag)) {
         digest.Cancel();  // before the pieces it reads go
         plain.Reset();

@@ -50,13 +50,27 @@ void CQEL_Stream::AttachView(void const* data, std::int64_t bytes) {
     m_size = bytes;
 }
 
+void CQEL_Stream::AttachView(CQEL_Stream const& source, std::int64_t from, std::int64_t bytes) {
+    static CQEL_Operation const op("QEL::Core::CQEL_Stream::AttachView");
+    op.CheckParameter(from >= 0 && bytes >= 0 && bytes <= source.m_size - from && &source != this, "bytes");
+    Reset();
+    m_viewOf = &source;
+    m_viewFrom = from;
+    m_size = bytes;
+}
+
 void CQEL_Stream::OwnView() {
-    if (!m_view) return;
+    if (!m_view && !m_viewOf) return;
     unsigned char const* const view = m_view;
-    std::int64_t const size = m_size, get = m_get, put = m_put;
+    CQEL_Stream const* const of = m_viewOf;
+    std::int64_t const from = m_viewFrom, size = m_size, get = m_get, put = m_put;
     m_view = nullptr;
+    m_viewOf = nullptr;
     m_size = m_get = m_put = 0;
-    Put(view, size);
+    if (of)
+        of->ForEachRun(from, from + size, [this](unsigned char const* run, std::int64_t n) { Put(run, n); });
+    else
+        Put(view, size);
     m_get = get;
     m_put = put;
 }
@@ -100,20 +114,20 @@ void CQEL_Stream::Get(void* data, std::int64_t bytes) {
 bool CQEL_Stream::GetLine(CQEL_String& line) {
     if (m_get >= m_size) return false;
     std::string text;
-    while (m_get < m_size) {
-        std::size_t const k = m_view ? 0 : ChunkOf(m_get);
-        std::int64_t const at = m_view ? m_get : m_get - ChunkStart(k);
-        std::int64_t const run = m_view ? m_size - m_get : std::min(ChunkSize(k) - at, m_size - m_get);
-        auto const* begin = reinterpret_cast<char const*>((m_view ? m_view : m_chunks[k].get()) + at);
-        auto const* newline = static_cast<char const*>(std::memchr(begin, '\n', std::size_t(run)));
+    bool ended = false;
+    ForEachRun(m_get, m_size, [&](unsigned char const* run, std::int64_t n) {
+        if (ended) return;
+        auto const* begin = reinterpret_cast<char const*>(run);
+        auto const* newline = static_cast<char const*>(std::memchr(begin, '\n', std::size_t(n)));
         if (newline) {
             text.append(begin, newline);
             m_get += (newline - begin) + 1;
-            break;
+            ended = true;
+        } else {
+            text.append(begin, std::size_t(n));
+            m_get += n;
         }
-        text.append(begin, std::size_t(run));
-        m_get += run;
-    }
+    });
     if (!text.empty() && text.back() == '\r') text.pop_back();
     line.SetFromASCII(text.data(), int(std::min<std::size_t>(text.size(), 1000000000)));
     return true;
@@ -137,6 +151,8 @@ void CQEL_Stream::SeekPutPosition(std::int64_t position) {
 void CQEL_Stream::Reset() {
     m_chunks.clear();
     m_view = nullptr;
+    m_viewOf = nullptr;
+    m_viewFrom = 0;
     m_size = m_get = m_put = 0;
 }
 

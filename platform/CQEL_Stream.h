@@ -12,7 +12,8 @@
 // beside the target and renames it over the target only when complete.
 //
 // A stream can also read bytes it does not own (AttachView), such as a mapped
-// file, so that readers need not copy them; the first Put copies them in.
+// file or a part of another stream, so that readers need not copy them; the
+// first Put copies them in.
 #pragma once
 
 #include <algorithm>
@@ -68,6 +69,10 @@ class QEL_API CQEL_Stream {
     // which must outlive the view; positions go to 0. A Put copies the view
     // into the stream's own chunks first.
     void AttachView(void const* data, std::int64_t bytes);
+    // The same for the bytes [from, from + bytes) of another stream, which
+    // must hold them (else reason 5, parameter "bytes") and must neither
+    // change nor go while the view is used.
+    void AttachView(CQEL_Stream const& source, std::int64_t from, std::int64_t bytes);
 
     template <class T>
     void PutValue(T const& value) {
@@ -109,6 +114,10 @@ class QEL_API CQEL_Stream {
         to = std::min(to, m_size);
         if (m_view) {
             if (from < to) visit(m_view + from, to - from);
+            return;
+        }
+        if (m_viewOf) {
+            if (from < to) m_viewOf->ForEachRun(m_viewFrom + from, m_viewFrom + to, visit);
             return;
         }
         ForEachChunkRun(from, to, [&visit](unsigned char* run, std::int64_t n) {
@@ -153,6 +162,8 @@ class QEL_API CQEL_Stream {
 
     std::vector<std::unique_ptr<unsigned char[]>> m_chunks;
     unsigned char const* m_view = nullptr;
+    CQEL_Stream const* m_viewOf = nullptr;  // a view of another stream's bytes from m_viewFrom on
+    std::int64_t m_viewFrom = 0;
     std::int64_t m_size = 0;
     std::int64_t m_get = 0;
     std::int64_t m_put = 0;

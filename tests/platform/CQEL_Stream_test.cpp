@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -84,6 +85,50 @@ TEST(Stream, GetLineSplitsOnNewlinesAndDropsCarriageReturns) {
     while (stream.GetLine(line))
         lines.emplace_back(line.GetArray());
     EXPECT_EQ(lines, (std::vector<std::string>{"scan x y z", "1 2 3", "", "last"}));
+}
+
+// A view of a part of another stream reads its bytes where they lie, across
+// the other stream's chunks, and becomes a copy of its own at the first Put.
+TEST(Stream, ViewOfAnotherStreamReadsItsBytesAndIsCopiedInByAPut) {
+    CQEL_Stream source;
+    auto bytes = Pattern(70000, 3);  // chunks end at 4096, 12288, 28672 and 61440
+    bytes[12290] = '\n';
+    source.Put(bytes.data(), std::int64_t(bytes.size()));
+    std::int64_t const from = 4000, length = 60000;
+
+    CQEL_Stream view;
+    view.PutValue<int>(5);
+    view.AttachView(source, from, length);
+    EXPECT_EQ(view.SizeInBytes(), length);
+    EXPECT_EQ(view.TellGetPosition(), 0);
+    std::vector<unsigned char> back(std::size_t(length - 100));
+    view.SeekGetPosition(100);
+    view.Get(back.data(), std::int64_t(back.size()));
+    EXPECT_TRUE(std::equal(back.begin(), back.end(), bytes.begin() + from + 100));
+    std::int64_t runs = 0, seen = 0;
+    view.ForEachRun(8000, 30000, [&](unsigned char const* run, std::int64_t n) {
+        EXPECT_EQ(run[0], bytes[std::size_t(from + 8000 + seen)]);
+        ++runs, seen += n;
+    });
+    EXPECT_EQ(seen, 22000);
+    EXPECT_EQ(runs, 3);  // bytes 12000 to 34000 of the source lie in three of its chunks
+    // A line that starts in one chunk of the source and ends in the next.
+    view.SeekGetPosition(12000 - from);
+    CQEL_String line;
+    ASSERT_TRUE(view.GetLine(line));
+    EXPECT_EQ(view.TellGetPosition(), 12291 - from);
+
+    view.SeekPutPosition(0);
+    view.PutValue<unsigned char>(0xAB);
+    EXPECT_EQ(view.SizeInBytes(), length);
+    view.SeekGetPosition(0);
+    EXPECT_EQ(view.GetValue<unsigned char>(), 0xAB);
+    EXPECT_EQ(view.GetValue<unsigned char>(), bytes[std::size_t(from + 1)]);
+    source.SeekGetPosition(from);
+    EXPECT_EQ(source.GetValue<unsigned char>(), bytes[std::size_t(from)]);  // the source is untouched
+
+    EXPECT_THROW(view.AttachView(source, 20000, 50001), CQEL_Exception);
+    EXPECT_THROW(view.AttachView(source, -1, 10), CQEL_Exception);
 }
 
 TEST(Stream, FileRoundTripAndFailedWriteKeepsTarget) {
