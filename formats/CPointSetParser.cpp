@@ -511,8 +511,7 @@ bool ConvertRecords(unsigned char const* records, std::int64_t count, CPointSet_
         auto* const out = reinterpret_cast<double*>(points);
         for (; r + 1 < count; ++r) {
             __m128 const xyz = _mm_loadu_ps(reinterpret_cast<float const*>(records + 12 * r));
-            if (_mm_cvtsi128_si32(_mm_castps_si128(xyz)) == -1 && CBinRecords::IsMarker(records + 12 * r))
-                [[unlikely]]
+            if (CBinRecords::IsMarker(records + 12 * r)) [[unlikely]]
                 return false;
             _mm_store_pd(out + 4 * r, _mm_cvtps_pd(xyz));
             _mm_store_pd(out + 4 * r + 2, _mm_cvtss_sd(_mm_setzero_pd(), _mm_movehl_ps(xyz, xyz)));

@@ -29,10 +29,10 @@ std::uint32_t BigEndian(std::uint32_t word) {
         return word;
 }
 
-// The digest bytes of a state (its words, most significant byte first).
-void StoreDigest(SHA256_CTX const& state, unsigned char* to) {
+// The digest bytes of eight state words (each most significant byte first).
+void StoreDigest(SHA_LONG const (&words)[8], unsigned char* to) {
     for (int i = 0; i < 8; ++i) {
-        std::uint32_t const word = BigEndian(state.h[i]);
+        std::uint32_t const word = BigEndian(words[i]);
         std::memcpy(to + 4 * i, &word, 4);
     }
 }
@@ -44,7 +44,7 @@ struct SWork {
     unsigned char pad[kBlock];
     unsigned char innerBlock[kBlock];  // U, padded as a message of 64 + 32 bytes
     unsigned char outerBlock[kBlock];  // the inner digest, padded likewise
-    std::uint32_t sum[8];              // the XOR of the U, as state words
+    SHA_LONG sum[8];                   // the XOR of the U, as state words
     unsigned char digest[kDigest];
     ~SWork() { OPENSSL_cleanse(this, sizeof *this); }
 };
@@ -110,17 +110,14 @@ bool PBKDF2_HMAC_SHA256(std::string_view password, unsigned char const* salt, st
         for (std::uint32_t round = 1; round < iterations; ++round) {
             std::memcpy(work.context.h, work.inner.h, sizeof work.context.h);
             SHA256_Transform(&work.context, work.innerBlock);
-            StoreDigest(work.context, work.outerBlock);
+            StoreDigest(work.context.h, work.outerBlock);
             std::memcpy(work.context.h, work.outer.h, sizeof work.context.h);
             SHA256_Transform(&work.context, work.outerBlock);
-            StoreDigest(work.context, work.innerBlock);
+            StoreDigest(work.context.h, work.innerBlock);
             for (int i = 0; i < 8; ++i)
                 work.sum[i] ^= work.context.h[i];
         }
-        for (int i = 0; i < 8; ++i) {
-            std::uint32_t const word = BigEndian(work.sum[i]);
-            std::memcpy(work.digest + 4 * i, &word, 4);
-        }
+        StoreDigest(work.sum, work.digest);
         std::size_t const take = std::min(bytes, kDigest);
         std::memcpy(derived, work.digest, take);
         derived += take;
