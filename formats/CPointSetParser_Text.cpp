@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+// The text point formats: ".asc", ".dat" and ".cut".
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "core/CQEL_Operation.h"
+#include "core/CQEL_Output_Events.h"
+#include "core/CQEL_Timer.h"
+#include "entities/CPointSet.h"
+#include "entities/CPointSet_Section.h"
+#include "formats/CPointFileWriter.h"
+#include "formats/CPointSectionAppender.h"
+#include "formats/CPointSetParser.h"
+#include "formats/CProgressText.h"
+#include "formats/CTextLineScanner.h"
+#include "formats/QEL_TextNumbers.h"
+
+namespace QEL::Core {
+
+namespace {
+
+// The feed written for a move of a section without velocities.
+constexpr char const* kDefaultFeed = " 1250";
+
+enum class EColumn : unsigned char { X, Y, Z, I, J, K, U, V, E, Ignored };
+
+struct SColumns {
+    std::array<EColumn, 9> column{};
+    int count = 0;
+    CPtsData flags = CPtsData::def;
+
+    static SColumns XYZ() {
+        SColumns c;
+        c.column[0] = EColumn::X, c.column[1] = EColumn::Y, c.column[2] = EColumn::Z;
+        c.count = 3;
+        return c;
+    }
+    // Positions only, in order: rows need no other field.
+    bool PositionsOnly() const {
+        return count == 3 && column[0] == EColumn::X && column[1] == EColumn::Y && column[2] == EColumn::Z;
+    }
+};
+
+EColumn ColumnOf(std::string_view name) {
+    static constexpr struct {
+        char const* name;
+        EColumn column;
+    } kNames[] = {{"x", EColumn::X}, {"y", EColumn::Y}, {"z", EColumn::Z},
+                  {"i", EColumn::I}, {"j", EColumn::J}, {"k", EColumn::K},
+                  {"u", EColumn::U}, {"v", EColumn::V}, {"e", EColumn::E}};
+    for (auto const& entry : kNames)
+        if (Text::EqualsNoCase(name, entry.name)) return entry.column;
+    return EColumn::Ignored;
+}
+
+// The columns named after "scan" (up to 9); a "scan" line naming none reads x y z.
+SColumns ParseHeader(std::string_view rest, std::int64_t& unknownNames) {
+    SColumns columns;
+    while (columns.count < 9) {
+        std::string_view const name = Text::FirstWord(rest, &rest);
+        if (name.empty()) break;
+        EColumn const column = ColumnOf(name);
+        if (column == EColumn::Ignored && name != "?") ++unknownNames;
+        columns.column[std::size_t(columns.count++)] = column;
+        switch (column) {
+            case EColumn::I:
+            case EColumn::J:
+            case EColumn::K:
+                columns.flags = columns.flags | CPtsData::nms;
+                break;
+            case EColumn::U:
+            case EColumn::V:
+                columns.flags = columns.flags | CPtsData::cuv;
+                break;
+            case EColumn::E:
+                columns.flags = columns.flags | CPtsData::err;
+                break;
+            default:
+                break;
+        }
+    }
+    return columns.count == 0 ? SColumns::XYZ() : columns;
+}
+
+void Assign(SPointRow& row, EColumn column, double value) {
+    switch (column) {
+        case EColumn::X:
+            row.x = value;
+            break;
+        case EColumn::Y:
+            row.y = value;
+            break;
+        case EColumn::Z:
+            row.z = value;
+            break;
+        case EColumn::I:
+            row.i = value;
+            break;
+        case EColumn::J:
+            row.j = value;
+            break;
+        case EColumn::K:
+            row.k = value;
+            break;
+        case EColumn::U:
+            row.u = value;
+            break;
+        case EColumn::V:
+            row.v = value;
+            break;
+        case EColumn::E:
+            row.e = value;
+            break;
+        case EColumn::Ignored:
+            break;
+    }
+}
+
+// A "scan" line (any case), with the text after the word in rest. Data lines
+// are told apart by their first character before any word is cut out.
+bool IsHeaderLine(std::string_view line, std::string_view& rest) {
+    std::size_t first = 0;
+    while (first < line.size() && Text::IsSpace(line[first]))
+        ++first;
+    if (first == line.size() || (line[first] != 's' && line[first] != 'S')) return false;
+    return Text::EqualsNoCase(Text::FirstWord(line, &rest), "scan");
+}
+
+}  // namespace
+
+bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadASCFile");
+    return op.Run([&] {
+        op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
+        CTextLineScanner lines(9);
+        if (!lines.Open(path.GetArray())) return false;
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
+        CPointSectionAppender appender(*target);
+        SColumns columns = SColumns::XYZ();
+        bool positionsOnly = true;
+        std::int64_t shortLines = 0, unknownNames = 0;
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
+            if (line.size() < 3) return;
+            if (n == 0) {  // a header, or text that is neither a header nor data
+                std::string_view rest;
+                if (IsHeaderLine(line, rest)) {
+                    columns = ParseHeader(rest, unknownNames);
+                    positionsOnly = columns.PositionsOnly();
+                    appender.StartSection();
+                    appender.SetAttributes(columns.flags);
+                }
+                return;
+            }
+            if (!appender.HasSection()) {
+                appender.StartSection();  // data before any header: a section of its own
+                appender.SetAttributes(columns.flags);
+            }
+            if (n < columns.count) ++shortLines;
+            if (positionsOnly && n >= 3) {
+                appender.AddPosition(values[0], values[1], values[2]);
+                return;
+            }
+            SPointRow& row = appender.NextRow();
+            for (int c = 0; c < std::min(n, columns.count); ++c)
+                Assign(row, columns.column[std::size_t(c)], values[c]);
+        });
+        appender.Flush();
+        WarnSkipped(shortLines, "had fewer values than their section's columns; the missing ones read as 0");
+        if (unknownNames > 0)
+            CQEL_Output_Events::Warning(
+                CQEL_String::FromFormat("  %lld column name%s not known; their values were ignored",
+                                        (long long)unknownNames, unknownNames == 1 ? " was" : "s were"));
+        ReportPoints(appender.Points());
+        return true;
+    });
+}
+
+bool CPointSetParser::ReadDATFile(CQEL_String const& path, CPointSet* target) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadDATFile");
+    return op.Run([&] {
+        op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
+        CQEL_ScopedTimer timer("Time to import");
+        CTextLineScanner lines(3);
+        if (!lines.Open(path.GetArray())) {
+            timer.Cancel();
+            return false;
+        }
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
+        CPointSectionAppender appender(*target);
+        appender.UseLastSection();
+        std::int64_t skipped = 0;
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
+            if (n < 3) {
+                if (Text::FirstWord(line).size() > 0) ++skipped;  // blank lines are not worth a warning
+                return;
+            }
+            appender.AddPosition(values[0], values[1], values[2]);
+        });
+        appender.Flush();
+        WarnSkipped(skipped, "without three numbers were skipped");
+        ReportPoints(appender.Points());
+        return true;
+    });
+}
+
+bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadCUTFile");
+    return op.Run([&] {
+        op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
+        CTextLineScanner lines(4);
+        if (!lines.Open(path.GetArray())) return false;
+        CProgressText progress(FileLabel("reading", path), lines.FileSize());
+        CPointSectionAppender appender(*target);
+        appender.UseFirstSection();
+        std::int64_t skipped = 0;
+        bool feeds = false;
+        lines.ForEachLine([&](std::string_view line, double const* values, int n) {
+            progress.Update(lines.Consumed());
+            if (n < 3) {
+                if (Text::FirstWord(line).size() > 0) ++skipped;
+                return;
+            }
+            if (n == 4 && !feeds) {
+                // The feed is a per-minute speed: it comes back as the velocity it was written from.
+                feeds = true;
+                appender.SetAttributes(CPtsData::def | CPtsData::vel);
+            }
+            SPointRow& row = appender.NextRow();
+            row.x = values[0], row.y = values[1], row.z = values[2];
+            row.vel = n == 4 ? values[3] / 60.0 : 0.0;
+        });
+        appender.Flush();
+        WarnSkipped(skipped, "without three numbers were skipped");
+        ReportPoints(appender.Points());
+        CQEL_Output_Events::Text(
+            CQEL_String::FromFormat("  a total of %d moves were read from the file", appender.Points()));
+        return true;
+    });
+}
+
+// --- writers ------------------------------------------------------------------------
+
+bool CPointSetParser::WriteASCFile(CQEL_String const& path, CPointSet const& source, bool append,
+                                   SPointFileOptions const& options) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::WriteASCFile");
+    struct SLayout {
+        bool normals = false, associated = false, uvs = false, errors = false;
+    };
+    SLayout layout;
+    return WriteTextPointFile(
+        op, path, source, append, options,
+        [&](CPointSet_Section const& section, CLineWriter& line) {
+            CPtsData const flags = section.GetMetaDataFlags();
+            layout.associated = flags.Contains(CPtsData::cnm);
+            layout.normals = layout.associated || flags.Contains(CPtsData::nms);
+            layout.uvs = flags.Contains(CPtsData::cuv);
+            layout.errors = flags.Contains(CPtsData::err);
+            // The header names the columns that follow.
+            line.Literal("scan x y z");
+            if (layout.normals) line.Literal(" i j k");
+            if (layout.uvs) line.Literal(" u v");
+            if (layout.errors) line.Literal(" e");
+            line.End();
+        },
+        [&](CPointSet_Section const& section, int i, CLineWriter& line) {
+            auto const& p = section.GetPtsArray().Unsafe_Get(i);
+            line.Value(p.x), line.Value(p.y), line.Value(p.z);
+            if (layout.normals) {
+                auto const& n = layout.associated ? section.GetCNmArray().Unsafe_Get(i)
+                                                  : section.GetNmsArray().Unsafe_Get(i);
+                line.Value(n.x), line.Value(n.y), line.Value(n.z);
+            }
+            if (layout.uvs) {
+                auto const& uv = section.GetCUVArray().Unsafe_Get(i);
+                line.Value(uv.x), line.Value(uv.y);
+            }
+            if (layout.errors) line.Value(section.GetErrArray().Unsafe_Get(i));
+        });
+}
+
+bool CPointSetParser::WriteDATFile(CQEL_String const& path, CPointSet const& source, bool append,
+                                   SPointFileOptions const& options) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::WriteDATFile");
+    return WriteTextPointFile(
+        op, path, source, append, options, [](CPointSet_Section const&, CLineWriter&) {},
+        [](CPointSet_Section const& section, int i, CLineWriter& line) {
+            auto const& p = section.GetPtsArray().Unsafe_Get(i);
+            line.Value(p.x), line.Value(p.y), line.Value(p.z);
+        });
+}
+
+bool CPointSetParser::WriteCUTFile(CQEL_String const& path, CPointSet const& source, bool append,
+                                   SPointFileOptions const& options) {
+    static CQEL_Operation const op("QEL::Core::CPointSetParser::WriteCUTFile");
+    bool velocities = false;
+    return WriteTextPointFile(
+        op, path, source, append, options,
+        [&](CPointSet_Section const& section, CLineWriter&) {
+            velocities = section.HasMetaData(CPtsData::vel);
+        },
+        [&](CPointSet_Section const& section, int i, CLineWriter& line) {
+            auto const& p = section.GetPtsArray().Unsafe_Get(i);
+            line.Value(p.x), line.Value(p.y), line.Value(p.z);
+            // The feed is a per-minute speed.
+            if (velocities)
+                line.Value(section.GetVelArray().Unsafe_Get(i) * 60.0);
+            else
+                line.Literal(kDefaultFeed);
+        });
+}
+
+}  // namespace QEL::Core
