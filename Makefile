@@ -1,6 +1,6 @@
 # QEL: the two commands are `make run` and `make test`; both install what is
-# missing first. `make bench` runs the benchmarks, `make format` applies
-# clang-format.
+# missing first. `make bench` runs the benchmarks, `make compare` times QEL
+# beside peer libraries, `make format` applies clang-format.
 
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE ?= cmake
@@ -8,7 +8,7 @@ CTEST ?= ctest
 BUILD := build
 SOURCES_TO_FORMAT = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check bench clean
+.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check bench compare clean
 
 all: build
 
@@ -97,6 +97,11 @@ bench: deps
 	$(CMAKE) --build $(BUILD)/release -j $(JOBS)
 	@for b in $(BUILD)/release/bench/qel_bench_*; do echo "== $$b"; \
 	  $$b --benchmark_counters_tabular=true $(BENCH_FLAGS) || exit 1; done
+
+# QEL beside peer libraries from Debian on the same generated mesh files
+# (installs them when missing; not part of `make test`).
+compare: deps
+	sh scripts/compare/run.sh
 
 clean:
 	rm -rf $(BUILD)

@@ -1,0 +1,70 @@
+#!/bin/sh
+# `make compare`: QEL beside peer libraries from Debian, reading the same
+# generated files on the same machine. Installs the peers when missing,
+# builds one small program per library (CMakeLists.txt here), writes an
+# 800,000-triangle torus whose shared corners coincide exactly as binary and
+# ASCII STL, and prints one table of median wall times.
+#   RUNS (default 5) reads per binary file, ASCII_RUNS (default 3) per ASCII file.
+set -eu
+
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+build="$root/build/compare"
+data="$build/data"
+runs=${RUNS:-5}
+ascii_runs=${ASCII_RUNS:-3}
+jobs=$(nproc 2>/dev/null || echo 2)
+
+packages="libmeshoptimizer-dev libtbb-dev libassimp-dev libopenmesh-dev libocct-data-exchange-dev libcgal-dev libopen3d-dev"
+missing=""
+for p in $packages; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+if [ -n "$missing" ]; then
+  echo "Installing:$missing"
+  if [ "$(id -u)" -eq 0 ]; then sudo=""; else sudo="sudo"; fi
+  export DEBIAN_FRONTEND=noninteractive
+  $sudo apt-get update -qq
+  # shellcheck disable=SC2086
+  $sudo apt-get install -y -qq --no-install-recommends $missing
+fi
+
+cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build "$build" -j "$jobs"
+
+mkdir -p "$data"
+[ -f "$data/torus.stl" ] || "$build/compare_meshgen" "$data/torus.stl"
+[ -f "$data/torus.ascii.stl" ] || "$build/compare_meshgen" "$data/torus.ascii.stl"
+
+describe() {
+  case "$1" in
+    qel) echo "QEL|CTriangulationParser::ReadSTLFile: exact weld, every half-edge paired" ;;
+    meshopt) echo "meshoptimizer 0.18 (reference)|fread + meshopt_generateVertexRemap: the bare weld, no mesh; binary only" ;;
+    assimp) echo "assimp 5.2|ReadFile with RemoveComponent (normals) + JoinIdenticalVertices: welded aiMesh, no adjacency" ;;
+    openmesh) echo "OpenMesh 9.0|IO::read_mesh (its STL reader welds): half-edge TriMesh" ;;
+    occt) echo "OpenCASCADE 7.6|RWStl::ReadFile (welds nodes) + Poly_Connect: triangle neighbours" ;;
+    cgal) echo "CGAL 5.5|IO::read_polygon_soup (welds points) + polygon_soup_to_polygon_mesh: half-edge Surface_mesh" ;;
+    open3d) echo "Open3D 0.16|io::ReadTriangleMesh + RemoveDuplicatedVertices + ComputeAdjacencyList: vertex neighbours" ;;
+  esac
+}
+
+# One field of a program's output line, or "-" when it did not run.
+field() { printf '%s\n' "$1" | cut -f"$2" | sed 's/^$/-/'; }
+
+echo
+echo "Torus of $(( 800 * 500 * 2 )) triangles, 400,000 distinct vertices: binary STL $(du -m "$data/torus.stl" | cut -f1) MB, ASCII STL $(du -m "$data/torus.ascii.stl" | cut -f1) MB."
+echo "Median wall time of $runs reads (binary) and $ascii_runs reads (ASCII), each library as it comes (threads where it starts them), $(nproc) cores."
+echo
+echo "| Library | What it builds | Binary STL (ms) | ASCII STL (ms) | Vertices | Triangles |"
+echo "|---|---|---:|---:|---:|---:|"
+for p in qel meshopt assimp openmesh occt cgal open3d; do
+  program="$build/compare_$p"
+  [ -x "$program" ] || continue
+  binary=$("$program" "$data/torus.stl" "$runs" 2>/dev/null || true)
+  ascii=""
+  [ "$p" = meshopt ] || ascii=$("$program" "$data/torus.ascii.stl" "$ascii_runs" 2>/dev/null || true)
+  d=$(describe "$p")
+  name=${d%%|*}
+  what=${d#*|}
+  echo "| $name | $what | $(field "$binary" 4) | $(field "$ascii" 4) | $(field "$binary" 2) | $(field "$binary" 3) |"
+done
