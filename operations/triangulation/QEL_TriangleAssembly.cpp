@@ -1,0 +1,485 @@
+// SPDX-License-Identifier: MIT
+#include "operations/triangulation/QEL_TriangleAssembly.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <vector>
+
+#include "core/CQEL_Operation.h"
+#include "platform/CTask.h"
+
+namespace QEL::Core::Assembly {
+
+void SPointSource::Get(std::int64_t point, double xyz[3]) const {
+    unsigned char const* at = At(point);
+    if (isDouble) {
+        std::memcpy(xyz, at, 24);
+    } else {
+        float f[3];
+        std::memcpy(f, at, 12);
+        xyz[0] = f[0], xyz[1] = f[1], xyz[2] = f[2];
+    }
+}
+
+namespace {
+
+CQEL_Operation const& AssemblyOp() {
+    static CQEL_Operation const op("QEL::Core::CTriangulation_Merge_Parts::Merge");
+    return op;
+}
+
+// Parts for work over count elements: below this many per part a thread
+// costs more than it saves.
+int PartsForElements(std::int64_t count) {
+    return PartsFor(count, std::int64_t(1) << 16);
+}
+
+// --- welding ---------------------------------------------------------------------
+
+// The coordinates of a point as integer words: -0.0 is made +0.0, so that
+// equal words mean equal values or the same NaN.
+template <class Word>
+struct SKey {
+    Word w[3];
+    bool operator==(SKey const&) const = default;
+};
+
+template <class Word>
+inline SKey<Word> LoadKey(unsigned char const* at) {
+    SKey<Word> key;
+    std::memcpy(key.w, at, sizeof key.w);
+    constexpr Word kSign = Word(1) << (8 * sizeof(Word) - 1);
+    for (Word& w : key.w)
+        w = w == kSign ? 0 : w;
+    return key;
+}
+
+inline std::uint64_t Mix(std::uint64_t h) {
+    h ^= h >> 31;
+    h *= 0xBF58476D1CE4E5B9ull;
+    h ^= h >> 29;
+    return h;
+}
+
+inline std::uint64_t Hash(SKey<std::uint32_t> const& k) {
+    std::uint64_t const xy = (std::uint64_t(k.w[0]) << 32) | k.w[1];
+    return Mix(xy * 0x9E3779B97F4A7C15ull ^ std::uint64_t(k.w[2]) * 0xC2B2AE3D27D4EB4Full);
+}
+
+inline std::uint64_t Hash(SKey<std::uint64_t> const& k) {
+    return Mix(k.w[0] * 0x9E3779B97F4A7C15ull ^ std::rotl(k.w[1] * 0xC2B2AE3D27D4EB4Full, 21) ^
+               std::rotl(k.w[2] * 0x165667B19E3779F9ull, 42));
+}
+
+// Which part owns a hash: its high bits (the table uses the low ones).
+inline int PartOf(std::uint64_t h, int parts) {
+    return int((std::uint64_t(std::uint32_t(h >> 32)) * parts) >> 32);
+}
+
+// Open addressing with the key in the slot, so that a probe touches one
+// cache line: with the key elsewhere (as a table of indices into the points
+// does) every probe costs a second miss.
+template <class Word>
+class CWeldTable {
+  public:
+    explicit CWeldTable(std::int64_t expected) {
+        std::int64_t capacity = 1024;
+        while (capacity < 2 * expected)
+            capacity *= 2;
+        Allocate(capacity);
+    }
+
+    // The id of key (0, 1, ... in order of insertion); inserted tells whether it is new.
+    std::uint32_t FindOrInsert(SKey<Word> const& key, std::uint64_t hash, bool& inserted) {
+        std::uint64_t i = hash & m_mask;
+        for (;;) {
+            SSlot& slot = m_slots[i];
+            if (slot.id1 == 0) break;
+            if (slot.key == key) {
+                inserted = false;
+                return slot.id1 - 1;
+            }
+            i = (i + 1) & m_mask;
+        }
+        inserted = true;
+        std::uint32_t const id = m_count++;
+        m_slots[i].key = key;
+        m_slots[i].id1 = id + 1;
+        if (2 * std::uint64_t(m_count) > m_mask) Grow();
+        return id;
+    }
+
+    void Prefetch(std::uint64_t hash) const { __builtin_prefetch(&m_slots[hash & m_mask]); }
+
+  private:
+    struct SSlot {
+        SKey<Word> key;
+        std::uint32_t id1;  // id + 1; 0 for an empty slot
+    };
+
+    void Allocate(std::int64_t capacity) {
+        m_slots = std::make_unique<SSlot[]>(std::size_t(capacity));  // zeroed: all empty
+        m_mask = std::uint64_t(capacity - 1);
+    }
+    void Grow() {
+        std::unique_ptr<SSlot[]> old = std::move(m_slots);
+        std::uint64_t const oldCapacity = m_mask + 1;
+        Allocate(std::int64_t(2 * oldCapacity));
+        for (std::uint64_t j = 0; j < oldCapacity; ++j) {
+            if (old[j].id1 == 0) continue;
+            std::uint64_t i = Hash(old[j].key) & m_mask;
+            while (m_slots[i].id1 != 0)
+                i = (i + 1) & m_mask;
+            m_slots[i] = old[j];
+        }
+    }
+
+    std::unique_ptr<SSlot[]> m_slots;
+    std::uint64_t m_mask = 0;
+    std::uint32_t m_count = 0;
+};
+
+// Part `part` of `parts` welds the points whose hash it owns, in point
+// order; ids[i] = local id << shift | part, and first[local] = i. Points
+// go in batches: the hashes of a batch are found and their slots fetched
+// ahead (prefetch) before any is probed, so that the cache misses of a
+// batch overlap instead of following one another.
+template <class Word>
+void WeldPart(SPointSource const& source, int part, int parts, int shift, int* ids, std::vector<int>& first) {
+    CWeldTable<Word> table(source.Count() / parts / 6);
+    std::uint32_t const limit = std::uint32_t(1) << (31 - shift);
+    int const groupSize = source.groupSize;
+    constexpr int kBatch = 32;
+    struct SPending {
+        SKey<Word> key;
+        std::uint64_t hash;
+        std::int64_t point;
+    };
+    SPending pending[kBatch + 3];
+    int count = 0;
+    auto probe = [&] {
+        for (int j = 0; j < count; ++j) {
+            SPending const& p = pending[j];
+            bool inserted = false;
+            std::uint32_t const id = table.FindOrInsert(p.key, p.hash, inserted);
+            if (inserted) {
+                if (id >= limit)
+                    AssemblyOp().Throw(QEL_INVALID_PARAMETER, "corners", "Too many distinct vertices");
+                first.push_back(int(p.point));
+            }
+            ids[p.point] = int((id << shift) | std::uint32_t(part));
+        }
+        count = 0;
+    };
+    for (std::int64_t g = 0; g < source.groups; ++g) {
+        unsigned char const* group = source.first + g * source.groupStride;
+        for (int k = 0; k < groupSize; ++k) {
+            SKey<Word> const key = LoadKey<Word>(group + k * source.pointStride);
+            std::uint64_t const h = Hash(key);
+            if (parts > 1 && PartOf(h, parts) != part) continue;
+            table.Prefetch(h);
+            pending[count++] = {key, h, g * groupSize + k};
+        }
+        if (count >= kBatch) probe();
+    }
+    probe();
+}
+
+}  // namespace
+
+int Weld(SPointSource const& source, int* ids, CBuffer<int>& vertexPoint) {
+    std::int64_t const count = source.Count();
+    int const parts = PartsForElements(count);
+    int const shift = parts > 1 ? std::bit_width(unsigned(parts - 1)) : 0;
+    std::vector<std::vector<int>> first(static_cast<std::size_t>(parts));
+    for (auto& list : first)
+        list.reserve(std::size_t(count / parts / 4 + 16));
+    RunInParts(parts, [&](int part) {
+        if (source.isDouble)
+            WeldPart<std::uint64_t>(source, part, parts, shift, ids, first[std::size_t(part)]);
+        else
+            WeldPart<std::uint32_t>(source, part, parts, shift, ids, first[std::size_t(part)]);
+    });
+    std::int64_t vertices = 0;
+    for (auto const& list : first)
+        vertices += std::int64_t(list.size());
+    vertexPoint = CBuffer<int>(vertices);
+    if (parts == 1) {
+        std::copy(first[0].begin(), first[0].end(), vertexPoint.data());
+        return int(vertices);
+    }
+
+    // Number the vertices in the order of their first points: merge the
+    // parts' lists (each in point order) and turn local ids into global ones.
+    std::vector<std::vector<int>> global(static_cast<std::size_t>(parts));
+    std::vector<std::size_t> next(std::size_t(parts), 0);
+    for (int p = 0; p < parts; ++p)
+        global[std::size_t(p)].resize(first[std::size_t(p)].size());
+    for (int v = 0; v < vertices; ++v) {
+        int best = -1;
+        for (int p = 0; p < parts; ++p) {
+            std::size_t const at = next[std::size_t(p)];
+            if (at < first[std::size_t(p)].size() &&
+                (best < 0 || first[std::size_t(p)][at] < first[std::size_t(best)][next[std::size_t(best)]]))
+                best = p;
+        }
+        std::size_t& at = next[std::size_t(best)];
+        vertexPoint[v] = first[std::size_t(best)][at];
+        global[std::size_t(best)][at++] = v;
+    }
+    unsigned const mask = (1u << shift) - 1;
+    RunInParts(parts, [&](int part) {
+        std::int64_t const begin = count * part / parts, end = count * (part + 1) / parts;
+        for (std::int64_t i = begin; i < end; ++i) {
+            unsigned const code = unsigned(ids[i]);
+            ids[i] = global[code & mask][code >> shift];
+        }
+    });
+    return int(vertices);
+}
+
+// --- welding within a tolerance --------------------------------------------------
+
+namespace {
+
+struct SCell {
+    std::int64_t c[3];
+    bool operator==(SCell const&) const = default;
+};
+struct SCellHash {
+    std::size_t operator()(SCell const& cell) const {
+        return std::size_t(Mix(std::uint64_t(cell.c[0]) * 0x9E3779B97F4A7C15ull ^
+                               std::rotl(std::uint64_t(cell.c[1]) * 0xC2B2AE3D27D4EB4Full, 21) ^
+                               std::rotl(std::uint64_t(cell.c[2]) * 0x165667B19E3779F9ull, 42)));
+    }
+};
+
+int Find(std::vector<int>& parent, int v) {
+    while (parent[std::size_t(v)] != v) {
+        parent[std::size_t(v)] = parent[std::size_t(parent[std::size_t(v)])];
+        v = parent[std::size_t(v)];
+    }
+    return v;
+}
+
+}  // namespace
+
+int MergeWithinTolerance(SPointSource const& source, CBuffer<int>& vertexPoint, double tolerance,
+                         CBuffer<int>& remap) {
+    int const vertices = int(vertexPoint.size());
+    std::vector<double> xyz(std::size_t(vertices) * 3);
+    for (int v = 0; v < vertices; ++v)
+        source.Get(vertexPoint[v], &xyz[std::size_t(v) * 3]);
+
+    // Cells twice the tolerance wide: two points closer than the tolerance
+    // lie in the same or in neighbouring cells even after the rounding of
+    // the division. Cell numbers are clamped far out, which only joins far
+    // cells (their points are still compared exactly).
+    double const cellSize = 2.0 * tolerance;
+    constexpr double kClamp = 1125899906842624.0;  // 2^50
+    std::unordered_map<SCell, std::vector<int>, SCellHash> cells;
+    std::vector<SCell> cellOf(static_cast<std::size_t>(vertices));
+    std::vector<bool> finite(static_cast<std::size_t>(vertices));
+    for (int v = 0; v < vertices; ++v) {
+        double const* p = &xyz[std::size_t(v) * 3];
+        finite[std::size_t(v)] = std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]);
+        if (!finite[std::size_t(v)]) continue;
+        SCell cell;
+        for (int a = 0; a < 3; ++a)
+            cell.c[a] = std::int64_t(std::clamp(std::floor(p[a] / cellSize), -kClamp, kClamp));
+        cellOf[std::size_t(v)] = cell;
+        cells[cell].push_back(v);
+    }
+
+    // Every pair closer than the tolerance joins the same group (union-find,
+    // the smaller vertex number as root, so a group's root is its first vertex).
+    std::vector<int> parent(static_cast<std::size_t>(vertices));
+    for (int v = 0; v < vertices; ++v)
+        parent[std::size_t(v)] = v;
+    double const limit = tolerance * tolerance;
+    for (int v = 0; v < vertices; ++v) {
+        if (!finite[std::size_t(v)]) continue;
+        double const* p = &xyz[std::size_t(v) * 3];
+        SCell const home = cellOf[std::size_t(v)];
+        for (int dx = -1; dx <= 1; ++dx)
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dz = -1; dz <= 1; ++dz) {
+                    auto const found = cells.find(SCell{{home.c[0] + dx, home.c[1] + dy, home.c[2] + dz}});
+                    if (found == cells.end()) continue;
+                    for (int w : found->second) {
+                        if (w <= v) continue;  // each pair once
+                        double const* q = &xyz[std::size_t(w) * 3];
+                        double const ex = p[0] - q[0], ey = p[1] - q[1], ez = p[2] - q[2];
+                        if (ex * ex + ey * ey + ez * ez >= limit) continue;
+                        int a = Find(parent, v), b = Find(parent, w);
+                        if (a == b) continue;
+                        if (a > b) std::swap(a, b);
+                        parent[std::size_t(b)] = a;
+                    }
+                }
+    }
+
+    remap = CBuffer<int>(vertices);
+    int groups = 0;
+    for (int v = 0; v < vertices; ++v) {
+        int const root = Find(parent, v);
+        if (root == v) {
+            vertexPoint[groups] = vertexPoint[v];
+            remap[v] = groups++;
+        } else {
+            remap[v] = remap[root];  // root < v: numbered already
+        }
+    }
+    vertexPoint.Shrink(groups);
+    return groups;
+}
+
+// --- connecting ----------------------------------------------------------------------
+
+namespace {
+
+struct SOutgoing {
+    int end;   // the vertex the half-edge runs to
+    int edge;  // the half-edge
+};
+
+inline std::int64_t NextEdge(std::int64_t e) {
+    return e % 3 == 2 ? e - 2 : e + 1;
+}
+
+}  // namespace
+
+void Connect(CBuffer<int>&& corners, std::int64_t triangles, int vertices, SConnected& result) {
+    result = SConnected{};
+    int const parts = PartsForElements(triangles);
+    auto partBegin = [&](std::int64_t count, int part) { return count * part / parts; };
+
+    // Triangles with two equal corners are dropped (counted per part, removed in one pass).
+    std::vector<std::int64_t> dropped(static_cast<std::size_t>(parts), 0);
+    RunInParts(parts, [&](int part) {
+        std::int64_t n = 0;
+        int const* c = corners.data();
+        for (std::int64_t t = partBegin(triangles, part), end = partBegin(triangles, part + 1); t < end; ++t)
+            n += c[3 * t] == c[3 * t + 1] || c[3 * t + 1] == c[3 * t + 2] || c[3 * t] == c[3 * t + 2];
+        dropped[std::size_t(part)] = n;
+    });
+    for (std::int64_t n : dropped)
+        result.degenerate += n;
+    if (result.degenerate > 0) {
+        result.origin = CBuffer<int>(triangles - result.degenerate);
+        int* c = corners.data();
+        std::int64_t kept = 0;
+        for (std::int64_t t = 0; t < triangles; ++t) {
+            int const a = c[3 * t], b = c[3 * t + 1], d = c[3 * t + 2];
+            if (a == b || b == d || a == d) continue;
+            c[3 * kept] = a, c[3 * kept + 1] = b, c[3 * kept + 2] = d;
+            result.origin[kept++] = int(t);
+        }
+        triangles = kept;
+    }
+    result.triangles = triangles;
+    std::int64_t const halfEdges = 3 * triangles;
+    int const* const c = corners.data();
+
+    // The half-edges leaving each vertex, grouped by vertex (a counting
+    // sort). Each part counts its own half-edges, so that no count is
+    // shared between threads; within a vertex they stay in half-edge order.
+    std::vector<std::vector<int>> counts(static_cast<std::size_t>(parts));
+    RunInParts(parts, [&](int part) {
+        std::vector<int>& count = counts[std::size_t(part)];
+        count.assign(std::size_t(vertices), 0);
+        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
+             e < end; ++e)
+            ++count[std::size_t(c[e])];
+    });
+    CBuffer<std::int64_t> start(std::int64_t(vertices) + 1);
+    std::int64_t at = 0;
+    for (int v = 0; v < vertices; ++v) {
+        start[v] = at;
+        for (auto& count : counts) {
+            int const n = count[std::size_t(v)];
+            count[std::size_t(v)] = int(at - start[v]);  // the part's first place within the vertex
+            at += n;
+        }
+    }
+    start[vertices] = at;
+    CBuffer<SOutgoing> outgoing(halfEdges);
+    RunInParts(parts, [&](int part) {
+        std::vector<int>& place = counts[std::size_t(part)];
+        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
+             e < end; ++e) {
+            int const a = c[e];
+            outgoing[start[a] + place[std::size_t(a)]++] = {c[NextEdge(e)], int(e)};
+        }
+    });
+    counts.clear();
+
+    // A half-edge a->b pairs with b->a when these are the only two
+    // half-edges between a and b. Every half-edge decides for itself, from
+    // the same lists as its partner, so the decisions agree; each unpaired
+    // vertex pair is counted by its lowest-numbered half-edge.
+    result.pairs = CBuffer<int>(halfEdges);
+    struct SCounts {
+        std::int64_t boundary = 0, nonManifold = 0, conflicts = 0;
+    };
+    std::vector<SCounts> found(static_cast<std::size_t>(parts));
+    RunInParts(parts, [&](int part) {
+        SCounts n;
+        int* const pairs = result.pairs.data();
+        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
+             e < end; ++e) {
+            int const a = c[e], b = c[NextEdge(e)];
+            int opposite = 0, partner = -1, lowest = int(e);
+            for (std::int64_t i = start[b], stop = start[b + 1]; i < stop; ++i)
+                if (outgoing[i].end == a) {
+                    ++opposite, partner = outgoing[i].edge;
+                    lowest = std::min(lowest, partner);
+                }
+            int same = 0;
+            for (std::int64_t i = start[a], stop = start[a + 1]; i < stop; ++i)
+                if (outgoing[i].end == b) ++same, lowest = std::min(lowest, outgoing[i].edge);
+            if (same == 1 && opposite == 1) {
+                pairs[e] = partner;
+                continue;
+            }
+            pairs[e] = -1;
+            ++n.boundary;
+            if (lowest != e) continue;
+            if (same + opposite >= 3)
+                ++n.nonManifold;
+            else if (same == 2)
+                ++n.conflicts;
+        }
+        found[std::size_t(part)] = n;
+    });
+    for (SCounts const& n : found) {
+        result.boundaryHalfEdges += n.boundary;
+        result.nonManifoldEdges += n.nonManifold;
+        result.orientationConflicts += n.conflicts;
+    }
+
+    // Each vertex's edge: its first outgoing boundary half-edge, else its first.
+    result.vertexEdges = CBuffer<int>(vertices);
+    RunInParts(parts, [&](int part) {
+        for (std::int64_t v = partBegin(vertices, part), end = partBegin(vertices, part + 1); v < end; ++v) {
+            int edge = -1;
+            for (std::int64_t i = start[v], stop = start[v + 1]; i < stop; ++i) {
+                int const e = outgoing[i].edge;
+                if (edge < 0) edge = e;
+                if (result.pairs[e] < 0) {
+                    edge = e;
+                    break;
+                }
+            }
+            result.vertexEdges[v] = edge;
+        }
+    });
+    result.corners = std::move(corners);
+    result.corners.Shrink(halfEdges);
+}
+
+}  // namespace QEL::Core::Assembly
