@@ -3,12 +3,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
-#include <iterator>
-#include <limits>
 #include <memory>
-#include <utility>
 
+#include "core/CDataManager_AppendPlan.h"
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_Output_Events.h"
@@ -40,36 +37,12 @@ unsigned RemoveBit(unsigned mask, int position) {
 
 }  // namespace
 
-CDataManager::CDataManager() : m_count(0), m_activeMask(0), m_ownedMask(0), m_numActive(0) {}
+CDataManager::CDataManager() : m_count(0), m_activeMask(0), m_numActive(0) {}
 
+// The collections outlive their manager in any order: each forgets it.
 CDataManager::~CDataManager() {
-    ReleaseOwnedCollections();
-}
-
-// Only the collections coupled through this object are touched: a copy shares
-// pointers to collections that may be gone already.
-void CDataManager::ReleaseOwnedCollections() noexcept {
-    ForEachBit(m_ownedMask, [&](int i) { m_collections.Unsafe_Get(i)->DataManagerDestroyed(this); });
-    m_ownedMask = 0;
-}
-
-CDataManager::CDataManager(CDataManager const& other)
-    : m_collections(other.m_collections),
-      m_count(other.m_count),
-      m_activeMask(0),
-      m_ownedMask(0),
-      m_numActive(0) {
-    SetMask(other.m_activeMask);
-}
-
-CDataManager& CDataManager::operator=(CDataManager const& other) {
-    if (&other != this) {
-        ReleaseOwnedCollections();
-        m_collections = other.m_collections;
-        m_count = other.m_count;
-        SetMask(other.m_activeMask);
-    }
-    return *this;
+    for (ICollection* collection : m_collections)
+        collection->DataManagerDestroyed(this);
 }
 
 // --- coupling and activation ----------------------------------------------------
@@ -115,7 +88,6 @@ void CDataManager::CoupleCollection(ICollection* collection) {
             m_collections.PopBack(1);
             throw;
         }
-        m_ownedMask |= Bit(m_collections.Count() - 1);
     });
 }
 
@@ -124,7 +96,6 @@ void CDataManager::UncoupleCollection(ICollection* collection) {
     int const position = FindCollection(collection);
     if (position < 0) return;
     m_collections.Remove(position, 1);
-    m_ownedMask = RemoveBit(m_ownedMask, position);
     SetMask(RemoveBit(m_activeMask, position));
 }
 
@@ -285,128 +256,20 @@ void CDataManager::CheckSpaceOutOfLine(int n) {
     m_count = n;
 }
 
-// The plan: one slot per active collection, grouped by element size so that
-// each group copies its fill values with moves of a fixed size, and the
-// distinct flags to set once per append.
-//
-// The fill values are written ahead, in batches, into the back slack (plain
-// storage, which no one reads: the plan is made only for plain element
-// types), so that most appends only raise the counts and set the flags. The
-// slack is known to hold the fill values below filledTo; measuring the room
-// again after any structural operation (or making a new plan after a change
-// of fill value) starts that anew at the count. A batch covers as many
-// elements as were appended since then, between 4 and 64, and never more
-// than the room: a fill loop that appends thousands of elements writes them
-// in batches of 64, while appends that alternate with other operations write
-// little that is not used.
-struct CDataManager::SAppendPlan {
-    static constexpr std::uint32_t kSizes[] = {2, 4, 8, 16, 24, 32};
-    static constexpr int kGroups = int(std::size(kSizes)) + 1;  // the last one: any other size
-    static constexpr int kLeastBatch = 4, kMostBatch = 64;
-
-    std::unique_ptr<ICollection::SAppendSlot[]> slots;
-    int numSlots = 0;
-    int groupEnd[kGroups] = {};
-    int* counts[kMaxCollections] = {};
-    bool* flags[2 * kMaxCollections] = {};
-    int numFlags = 0;
-    int measuredAt = 0;  // the count when the room was last measured
-    int filledTo = 0;    // slots below this hold the fill value in every collection
-
-    // Reads each slot's element pointer again (its bytes, whatever the
-    // element type it points to), after the storage may have moved; what
-    // the slack holds is not known any more.
-    void FindElements(int count) {
-        for (int k = 0; k < groupEnd[kGroups - 1]; ++k)
-            std::memcpy(&slots[k].elements, slots[k].elementsField, sizeof slots[k].elements);
-        measuredAt = filledTo = count;
-    }
-
-    static int Group(std::uint32_t size) {
-        int g = 0;
-        while (g < kGroups - 1 && kSizes[g] != size)
-            ++g;
-        return g;
-    }
-
-    // Appends element at (< room) to every collection.
-    void Append(int at, int room) {
-        if (at >= filledTo) [[unlikely]]
-            FillAhead(at, std::min(room, at + std::clamp(at - measuredAt, kLeastBatch, kMostBatch)));
-        int const n = groupEnd[kGroups - 1], f = numFlags;  // held: the counts' stores could alias them
-        for (int k = 0; k < n; ++k)
-            *counts[k] = at + 1;
-        for (int k = 0; k < f; ++k)
-            *flags[k] = true;
-    }
-
-    // Writes the fill values into elements [from, to) of every collection.
-    void FillAhead(int from, int to) {
-        FillFixed(from, to, std::make_index_sequence<kGroups - 1>());
-        for (int k = groupEnd[kGroups - 2]; k < groupEnd[kGroups - 1]; ++k) {
-            ICollection::SAppendSlot const& slot = slots[k];
-            for (int i = from; i < to; ++i)
-                std::memcpy(slot.elements + std::size_t(i) * slot.size, slot.fill, slot.size);
-        }
-        filledTo = to;
-    }
-    template <std::size_t... G>
-    void FillFixed(int from, int to, std::index_sequence<G...>) const {
-        (FillGroup<kSizes[G]>(G == 0 ? 0 : groupEnd[G - 1], groupEnd[G], from, to), ...);
-    }
-    template <std::uint32_t Size>
-    void FillGroup(int first, int last, int from, int to) const {
-        for (int k = first; k < last; ++k) {
-            unsigned char fill[Size];
-            std::memcpy(fill, slots[k].fill, Size);
-            unsigned char* const elements = slots[k].elements;
-            for (int i = from; i < to; ++i)
-                std::memcpy(elements + std::size_t(i) * Size, fill, Size);
-        }
-    }
-};
-
 bool CDataManager::MakeAppendPlan() {
     if (m_numActive == 0) return false;
-    if (!m_appendPlan) m_appendPlan = std::make_unique<SAppendPlan>();
-    SAppendPlan& plan = *m_appendPlan;
-    if (plan.numSlots < m_numActive) {
-        plan.slots = std::make_unique<ICollection::SAppendSlot[]>(std::size_t(m_numActive));
-        plan.numSlots = m_numActive;
-    }
-    // Described in coupling order, then placed group by group (a counting sort).
     ICollection::SAppendSlot described[kMaxCollections];
-    int group[kMaxCollections];
-    int start[SAppendPlan::kGroups] = {};
-    int room = std::numeric_limits<int>::max();
-    plan.numFlags = 0;
     for (int k = 0; k < m_numActive; ++k) {
-        ICollection::SAppendSlot& slot = described[k];
-        if (!m_active[k]->GetAppendSlot(slot)) {
+        if (!m_active[k]->GetAppendSlot(described[k])) {
             m_appendImpossible = true;  // until activation, coupling, a fill value or a flag changes
             return false;
         }
-        if (*slot.count != m_count) return false;
-        room = std::min(room, slot.room);
-        group[k] = SAppendPlan::Group(slot.size);
-        ++start[group[k]];
-        for (bool* flag : slot.flags)
-            if (flag && std::find(plan.flags, plan.flags + plan.numFlags, flag) == plan.flags + plan.numFlags)
-                plan.flags[plan.numFlags++] = flag;
+        if (*described[k].count != m_count) return false;
     }
-    for (int g = 0, sum = 0; g < SAppendPlan::kGroups; ++g) {
-        sum += start[g];
-        plan.groupEnd[g] = sum;
-        start[g] = sum - start[g];
-    }
-    for (int k = 0; k < m_numActive; ++k) {
-        plan.counts[k] = described[k].count;
-        plan.slots[start[group[k]]++] = described[k];
-    }
-    plan.FindElements(m_count);
-    m_appendRoom = room;
+    if (!m_appendPlan) m_appendPlan = std::make_unique<CDataManager_AppendPlan>();
+    m_appendRoom = m_appendPlan->Make(described, m_numActive, m_count);
     m_appendPlanKnown = true;
-    return room > m_count;
+    return m_appendRoom > m_count;
 }
 
 bool CDataManager::MeasureAppendRoom() {
@@ -414,7 +277,7 @@ bool CDataManager::MeasureAppendRoom() {
     // their counts change only through this manager.
     ICollection const* const first = m_active[0];
     m_appendRoom = first->GetNumAllocated() - first->GetMemoryOffset();
-    m_appendPlan->FindElements(m_count);
+    m_appendPlan->Restart(m_count);
     return m_appendRoom > m_count;
 }
 

@@ -46,6 +46,7 @@
 namespace QEL::Core {
 
 class CQEL_Operation;
+class CDataManager_AppendPlan;
 
 class QEL_API CDataManager {
   public:
@@ -58,20 +59,11 @@ class QEL_API CDataManager {
     // not destroyed.
     virtual ~CDataManager();
 
-    // A copy is a second handle on the same collection objects: it copies the
-    // list of collection pointers, the element count and the active mask, not
-    // the elements. The collections stay coupled to the manager that they were
-    // constructed with (their activation goes through that one), and the copy
-    // may be used only while they live (destroying it touches none of them).
-    // Make structural changes through one handle only; the other's count does
-    // not follow (nor the room of its append plan: appending one by one
-    // through a handle after another handle changed the collections may
-    // write past their storage).
-    // Assigning first lets go of the collections coupled through this
-    // manager, as the destructor does. To copy elements between two
-    // entities, each coupling its own collections, use Copy().
-    CDataManager(CDataManager const& other);
-    CDataManager& operator=(CDataManager const& other);
+    // Not copyable: the collections couple themselves to one manager, which
+    // keeps their counts and its append plan. An entity's copy constructor
+    // builds its own collections and then calls Copy().
+    CDataManager(CDataManager const&) = delete;
+    CDataManager& operator=(CDataManager const&) = delete;
 
     // --- coupling and activation ------------------------------------------------
 
@@ -208,24 +200,19 @@ class QEL_API CDataManager {
 
     // Rebuilds the list of active collections from mask.
     void SetMask(unsigned mask);
-    void ReleaseOwnedCollections() noexcept;
 
     CQEL_Array<ICollection*> m_collections;
     int m_count;
     unsigned m_activeMask;
-    // Bit i set when the collection at position i was coupled through this
-    // object (not through the manager it was copied from).
-    unsigned m_ownedMask;
     // The active collections in coupling order, with their positions: what
     // every structural operation walks.
     int m_numActive;
     ICollection* m_active[kMaxCollections];
     int m_activePositions[kMaxCollections];
-    // The append plan, usable while m_appendRoom > 0 and kept across
-    // structural operations; allocated by the first plan (most managers never
-    // append one by one).
-    struct SAppendPlan;
-    std::unique_ptr<SAppendPlan> m_appendPlan;
+    // The append plan (core/CDataManager_AppendPlan.h), usable while
+    // m_appendRoom > 0 and kept across structural operations; allocated by the
+    // first plan (most managers never append one by one).
+    std::unique_ptr<CDataManager_AppendPlan> m_appendPlan;
     int m_appendRoom = 0;
     bool m_appendPlanKnown = false;   // made since the last change of activation, coupling, fill or flag
     bool m_appendImpossible = false;  // a collection has no slot: no plan to try
