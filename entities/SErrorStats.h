@@ -16,4 +16,7 @@ struct SErrorStats {
     int maxIndex = -1;    // global index of the largest value (first one), -1 when count is 0
 };
 
+// The name under which triangulations and other entities hand the statistics out.
+using CErrorStats = SErrorStats;
+
 }  // namespace QEL::Core
