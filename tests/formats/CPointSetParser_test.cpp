@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "PointSetFixtures.h"
+#include "test_helpers/PointSetFixtures.h"
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Output_Events.h"
 #include "formats/CPointSetParser.h"

@@ -485,21 +485,6 @@ TEST(QELParserRegistry, RegistersFindsAndUnregistersCreators) {
         QEL_INVALID_PARAMETER);
 }
 
-TEST(ImportData, ChunkRunningPastTheRecordThrowsReason23) {
-    CImportData data;
-    data.GetStream().Put("POINTS  ", 8);
-    data.GetStream().PutValue<std::uint32_t>(48);
-    data.GetStream().Put(std::string(24, 'x').data(), 24);
-    SQELChunk chunk;
-    auto const [reason, text] = Thrown([&] { data.NextChunk(chunk); });
-    EXPECT_EQ(reason, QEL_FILE_READ_ERROR);
-    EXPECT_THAT(text, HasSubstr("claims 48 bytes but only 24 remain"));
-
-    CImportData cut;
-    cut.GetStream().Put("NAME", 4);
-    EXPECT_EQ(Thrown([&] { cut.NextChunk(chunk); }).first, QEL_FILE_READ_ERROR);
-}
-
 // Cuts the container short while its record is being read from the mapping.
 class CTruncatingCreator final : public IObjectCreator {
   public:

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "PointSetFixtures.h"
+#include "test_helpers/PointSetFixtures.h"
 #include "core/CExportData.h"
 #include "core/CImportData.h"
 #include "core/CQEL_Exception.h"
