@@ -10,6 +10,7 @@
 
 #include "core/CQEL_Operation.h"
 #include "entities/CPointSet.h"
+#include "entities/CTriangulation.h"
 #include "formats/CQELParser.h"
 #include "formats/IObjectCreator.h"
 #include "formats/QEL_ContainerLayout.h"
@@ -20,6 +21,7 @@ SLibraryObjectCreator const* GetLibraryObjectCreators(int& count) {
     // The creators live as long as the process: never destroyed, never unregistered by exit.
     static SLibraryObjectCreator const table[] = {
         {CPointSet::kClassGUID, new CObjectCreator<CPointSet>},
+        {CTriangulation::kClassGUID, new CObjectCreator<CTriangulation>},
     };
     count = int(std::size(table));
     return table;
