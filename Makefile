@@ -8,7 +8,7 @@ CTEST ?= ctest
 BUILD := build
 SOURCES_TO_FORMAT = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check bench compare clean
+.PHONY: all deps build run test test-dev test-sanitize test-tsan test-install test-fuzz format format-check check-layers bench compare clean
 
 all: build
 
@@ -35,7 +35,7 @@ run: build
 	$(QEL_TOOL) convert $(RUN_DIR)/sphere.asc $(RUN_DIR)/sphere.bin
 	$(QEL_TOOL) info $(RUN_DIR)/sphere.bin
 
-test: deps format-check test-dev test-sanitize test-tsan test-install test-fuzz
+test: deps format-check check-layers test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."
 
 test-dev: build
@@ -88,6 +88,10 @@ format:
 
 format-check: deps
 	@clang-format --dry-run --Werror $(SOURCES_TO_FORMAT) && echo "clang-format: clean"
+
+# No room includes a room above it; only platform/ calls the operating system.
+check-layers:
+	@sh scripts/check-layers.sh
 
 # Medians of three runs: the machines are shared, and a single run of a
 # millisecond-scale case is often caught by a neighbour's burst.

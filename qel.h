@@ -74,7 +74,7 @@
 #include "formats/CQELParser.h"
 #include "formats/IObjectCreator.h"
 #include "platform/CFaultTranslator.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "platform/CThreadBasedClass.h"
 #include "spatial/CTriangleBVH.h"
 #include "core/QEL_Version.h"

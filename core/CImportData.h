@@ -8,7 +8,7 @@
 
 #include "core/CQEL_String.h"
 #include "core/QEL_Export.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 namespace QEL::Core {
 

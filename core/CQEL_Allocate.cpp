@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "core/CQEL_Allocate.h"
 
-#include <malloc.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+#include "platform/QEL_System.h"
 
 namespace QEL::Core {
 
@@ -31,10 +29,7 @@ constexpr std::size_t kLeastGrowthRoom = 128;
 // malloc, but not when moved by realloc.
 constexpr std::size_t kThreadCacheBytes = 1024;
 
-std::uintptr_t PageBytes() noexcept {
-    static std::uintptr_t const bytes = std::uintptr_t(::sysconf(_SC_PAGESIZE));
-    return bytes;
-}
+using System::PageBytes;
 
 // Advice only: where it is refused (huge pages disabled, an older kernel), the
 // block is simply used with small pages. The advice covers every whole page
@@ -44,16 +39,12 @@ std::uintptr_t PageBytes() noexcept {
 // mapping cannot be grown in place (mremap refuses it), so every growth of
 // the block would copy it.
 void AdviseHugePages(void* memory, std::size_t bytes) noexcept {
-#ifdef MADV_HUGEPAGE
     if (bytes < kAdviseFrom) return;
     std::uintptr_t const page = PageBytes();
     std::uintptr_t const first = std::uintptr_t(memory) & ~(page - 1);
     std::uintptr_t const last =
-        (std::uintptr_t(memory) + ::malloc_usable_size(memory) + page - 1) & ~(page - 1);
-    ::madvise(reinterpret_cast<void*>(first), last - first, MADV_HUGEPAGE);
-#else
-    (void)memory, (void)bytes;
-#endif
+        (std::uintptr_t(memory) + System::UsableBytes(memory) + page - 1) & ~(page - 1);
+    System::AdviseHugePages(first, last - first);
 }
 
 }  // namespace
@@ -98,7 +89,7 @@ void* CQEL_Allocate::AllocateZeroedMemory(std::size_t bytes) {
     std::uintptr_t const first = (begin + page - 1) & ~(page - 1), last = end & ~(page - 1);
     std::memset(memory, 0, first - begin);
     std::memset(reinterpret_cast<void*>(last), 0, end - last);
-    if (::madvise(reinterpret_cast<void*>(first), last - first, MADV_DONTNEED) != 0)
+    if (!System::GiveBackPages(first, last - first))
         std::memset(reinterpret_cast<void*>(first), 0, last - first);  // locked memory, say
     AdviseHugePages(memory, bytes);
     return memory;
@@ -113,7 +104,7 @@ void* CQEL_Allocate::ReAllocateMemory(void* memory, std::size_t bytes, std::size
         // A block that grows is likely to grow again (arrays grow by half at
         // a time): it gets room up to the next power of two, and the steps
         // that then still fit are not the allocator's business at all.
-        std::size_t const usable = ::malloc_usable_size(memory);
+        std::size_t const usable = System::UsableBytes(memory);
         if (bytes <= usable && (bytes > usable / 2 || usable < 2 * kLeastGrowthRoom)) {
             if (room) *room = usable;
             return memory;

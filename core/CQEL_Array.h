@@ -34,7 +34,7 @@
 #include "core/CQEL_Array_Errors.h"
 #include "core/CQEL_MD5.h"
 #include "core/QEL_TypeName.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 namespace QEL::Core {
 

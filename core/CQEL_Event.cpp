@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The parts of CQEL_Event that need no template arguments: output, checks of
-// mutex names, the named-semaphore lock and the cleaning of log texts.
+// mutex names and the cleaning of log texts.
 #include "core/CQEL_Event.h"
 
-#include <fcntl.h>
-#include <semaphore.h>
-
-#include <cerrno>
 #include <string>
 
 #include "core/CQEL_Output_Events.h"
@@ -56,27 +52,6 @@ CQEL_String CleanEventText(CQEL_String const& text) {
         clean += c;
     }
     return CQEL_String::FromASCII(clean.c_str(), int(clean.size()));
-}
-
-CNamedMutexLock::CNamedMutexLock(CQEL_String const& name) {
-    sem_t* const semaphore = sem_open(name.GetArray(), 0);
-    if (semaphore == SEM_FAILED) return;
-    int result;
-    do {
-        result = sem_wait(semaphore);
-    } while (result != 0 && errno == EINTR);
-    if (result != 0) {
-        sem_close(semaphore);
-        return;
-    }
-    m_semaphore = semaphore;
-}
-
-CNamedMutexLock::~CNamedMutexLock() {
-    if (!m_semaphore) return;
-    sem_t* const semaphore = static_cast<sem_t*>(m_semaphore);
-    sem_post(semaphore);
-    sem_close(semaphore);
 }
 
 }  // namespace QEL::Core::Detail

@@ -81,6 +81,7 @@
 #include "core/CQEL_String.h"
 #include "core/QEL_Export.h"
 #include "core/QEL_TypeName.h"
+#include "platform/CNamedSemaphoreLock.h"
 
 namespace QEL::Core {
 
@@ -152,22 +153,6 @@ QEL_API CQEL_String NormaliseEventMutexName(char const* operation, char const* n
                                           std::source_location where = std::source_location::current());
 // Replaces control characters by spaces, collapses runs of spaces and trims.
 QEL_API CQEL_String CleanEventText(CQEL_String const& text);
-
-// Holds a POSIX named semaphore for the lifetime of the object: opens it by
-// name without creating it and waits for it (resuming after signals); if the
-// open or the wait fails nothing is held. Posts and closes on destruction.
-class QEL_API CNamedMutexLock {
-  public:
-    explicit CNamedMutexLock(CQEL_String const& name);
-    ~CNamedMutexLock();
-    CNamedMutexLock(CNamedMutexLock const&) = delete;
-    CNamedMutexLock& operator=(CNamedMutexLock const&) = delete;
-
-    bool IsHeld() const { return m_semaphore != nullptr; }
-
-  private:
-    void* m_semaphore = nullptr;
-};
 
 // The copy of the handler list a notification runs over: on the stack for up
 // to 16 handlers, on the heap beyond.
@@ -678,7 +663,7 @@ class CQEL_Event {
             }
             EEventAction action;
             if (handler->UsesNamedMutex()) {
-                Detail::CNamedMutexLock const mutex(handler->m_mutexName);
+                CNamedSemaphoreLock const mutex(handler->m_mutexName.GetArray());
                 if (!mutex.IsHeld()) {
                     if (logging) LogSkip(i, handler, "mutex unavailable");
                     continue;

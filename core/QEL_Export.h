@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Export macro of libqel: the library is built with hidden visibility, and
-// only what is marked QEL_API is part of its binary interface.
+// The export macro lives on the platform floor, which every room may include;
+// this header keeps the name that hosts and the rooms above include.
 #pragma once
 
-#if defined(QEL_BUILDING_LIBRARY)
-#define QEL_API __attribute__((visibility("default")))
-#else
-#define QEL_API __attribute__((visibility("default")))
-#endif
-
-// Templates whose explicit instantiations live in the library.
-#define QEL_TEMPLATE_API __attribute__((visibility("default")))
+#include "platform/QEL_Export.h"

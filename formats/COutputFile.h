@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
-// A file being written by one of the point-format writers (internal to the
-// library), buffered, that never destroys what it replaces: a new file is
-// written beside the target and renamed over it by Commit; an appended file
-// is cut back to its old length if the writing fails.
+// A file being written by one of the library's writers (internal to the
+// library), buffered, that never destroys what it replaces: a CAtomicFile
+// underneath, whose failures are thrown as CQEL_Exception reason 24.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+
+#include "platform/CAtomicFile.h"
 
 namespace QEL::Core {
 
@@ -20,7 +21,7 @@ class COutputFile {
     COutputFile(COutputFile const&) = delete;
     COutputFile& operator=(COutputFile const&) = delete;
 
-    // Opens for writing, truncating or appending; false when it cannot.
+    // Opens for replacing or appending; false when it cannot, with errno saying why.
     bool Open(std::string const& path, bool append);
     // Buffered write; throws reason 24 when the file cannot take the bytes.
     void Write(void const* data, std::size_t bytes);
@@ -29,18 +30,16 @@ class COutputFile {
     // end), after what was written before; for files opened without append.
     // Throws reason 24 as Write does.
     void WriteAt(std::int64_t offset, void const* data, std::size_t bytes);
-    // Flushes and closes; renames the new file over the target. Throws reason 24.
+    // Flushes and makes the new contents the target's. Throws reason 24.
     void Commit();
 
   private:
     void Flush();
-    void Discard();
+    // Throws reason 24 for error, having discarded what was written.
+    [[noreturn]] void Fail(int error);
 
-    int m_fd = -1;
-    bool m_append = false;
+    CAtomicFile m_file;
     std::string m_path;
-    std::string m_temporary;
-    std::int64_t m_originalSize = 0;
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_used = 0;
 };

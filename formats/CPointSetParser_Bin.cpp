@@ -1,13 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The binary point format ".bin".
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -24,6 +18,7 @@
 #include "formats/CPointSetParser.h"
 #include "formats/CProgressText.h"
 #include "platform/CFaultTranslator.h"
+#include "platform/CMappedFile.h"
 #include "platform/CTask.h"
 
 namespace QEL::Core {
@@ -42,19 +37,12 @@ class CBinRecords {
   public:
     static constexpr std::int64_t kRecord = 12;
 
-    CBinRecords(int fd, std::int64_t size, CQEL_String const& path, CQEL_Operation const& op)
-        : m_fd(fd), m_records(size / kRecord), m_path(path), m_op(op) {
-        m_parts = PartsFor(size, std::int64_t(8) << 20);
-        if (size > 0) {
-            void* const mapped = ::mmap(nullptr, std::size_t(size), PROT_READ, MAP_PRIVATE, fd, 0);
-            if (mapped != MAP_FAILED) {
-                m_mapped = static_cast<unsigned char const*>(mapped);
-                m_mappedBytes = std::size_t(size);
-            }
-        }
-    }
-    ~CBinRecords() {
-        if (m_mapped) ::munmap(const_cast<unsigned char*>(m_mapped), m_mappedBytes);
+    // Pages come in as the parts first touch them (no read-ahead of the
+    // whole file: the parts' threads share that work).
+    CBinRecords(CMappedFile& file, CQEL_String const& path, CQEL_Operation const& op)
+        : m_file(file), m_records(file.Size() / kRecord), m_path(path), m_op(op) {
+        m_parts = PartsFor(file.Size(), std::int64_t(8) << 20);
+        if (file.Map(false)) m_mapped = file.Data();
     }
     CBinRecords(CBinRecords const&) = delete;
     CBinRecords& operator=(CBinRecords const&) = delete;
@@ -108,24 +96,19 @@ class CBinRecords {
 
   private:
     void Read(unsigned char* to, std::int64_t at, std::int64_t bytes) const {
-        for (std::int64_t got = 0; got < bytes;) {
-            ssize_t const n = ::pread(m_fd, to + got, std::size_t(bytes - got), off_t(at + got));
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0)
-                m_op.Throw(QEL_FILE_READ_ERROR, "path",
-                           CQEL_String::FromFormat("%s: read failure at byte %lld", m_path.GetArray(),
-                                                   (long long)(at + got)));
-            got += n;
-        }
+        if (int const error = m_file.ReadAt(at, to, bytes))
+            m_op.Throw(QEL_FILE_READ_ERROR, "path",
+                       CQEL_String::FromFormat("%s: read failure in the %lld bytes from byte %lld: %s",
+                                               m_path.GetArray(), (long long)bytes, (long long)at,
+                                               std::strerror(error)));
     }
 
-    int m_fd;
+    CMappedFile const& m_file;
     std::int64_t m_records;
     CQEL_String const& m_path;
     CQEL_Operation const& m_op;
     int m_parts = 1;
     unsigned char const* m_mapped = nullptr;
-    std::size_t m_mappedBytes = 0;
 };
 
 // Converts count point records (none of them a marker: false if one is) into
@@ -185,21 +168,15 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::ReadBINFile");
     return op.Run([&] {
         op.Check(target != nullptr, QEL_NULL_PARAMETER, "target", "Null Pointer");
-        int const fd = ::open(path.GetArray(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) return false;
-        struct SCloser {
-            int fd;
-            ~SCloser() { ::close(fd); }
-        } const closer{fd};
-        struct stat info {};
-        if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return false;
-        std::int64_t const size = info.st_size;
+        CMappedFile mapped;
+        if (mapped.Open(path.GetArray()) != 0 || !mapped.IsRegular()) return false;
+        std::int64_t const size = mapped.Size();
         if (size % 12 != 0)
             op.Throw(QEL_FILE_READ_ERROR, "path",
                      CQEL_String::FromFormat("%s: its %lld bytes are not a whole number of 12-byte records",
                                              path.GetArray(), (long long)size));
         CFaultTranslationScope const faults;
-        CBinRecords const file(fd, size, path, op);
+        CBinRecords const file(mapped, path, op);
         CProgressText progress(FileLabel("reading", path), 2 * file.Records());
         std::atomic<std::int64_t> done{0};
         // Part 0 runs on the calling thread, which reports for all parts.

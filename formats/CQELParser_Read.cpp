@@ -22,7 +22,7 @@
 #include "formats/IObjectCreator.h"
 #include "formats/QEL_ContainerLayout.h"
 #include "platform/CFaultTranslator.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "platform/CTask.h"
 
 namespace QEL::Core {

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "core/CQEL_String.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "formats/COutputFile.h"
 #include "formats/QEL_ContainerLayout.h"
 

@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "formats/CQELSources.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 
@@ -20,26 +15,19 @@ CQEL_Operation const& ImportOp() {
 }
 
 CFileSource::CFileSource(CQEL_String const& path) {
-    CQEL_Operation const& op = ImportOp();
-    int const fd = ::open(path.GetArray(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        op.Throw(errno == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
-                 CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(errno)));
-    struct stat status {};
-    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
-        void* const mapped =
-            ::mmap(nullptr, std::size_t(status.st_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
-        if (mapped != MAP_FAILED) {
-            m_map = static_cast<unsigned char const*>(mapped);
-            m_size = status.st_size;
-        }
-    }
-    ::close(fd);
-    if (!m_map) m_stream.ReadFromFile(path);
+    if (int const error = m_file.Open(path.GetArray()))
+        ImportOp().Throw(
+            error == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
+            CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(error)));
+    // Records are read once each, in file order: every page is read in now.
+    bool const mapped = m_file.Map(true);
+    m_file.Close();
+    if (mapped)
+        m_map = m_file.Data();
+    else
+        m_stream.ReadFromFile(path);
 }
 
-CFileSource::~CFileSource() {
-    if (m_map) ::munmap(const_cast<unsigned char*>(m_map), std::size_t(m_size));
-}
+CFileSource::~CFileSource() = default;
 
 }  // namespace QEL::Core

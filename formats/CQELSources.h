@@ -8,7 +8,8 @@
 #include <functional>
 
 #include "core/CQEL_String.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
+#include "platform/CMappedFile.h"
 
 namespace QEL::Core {
 
@@ -57,7 +58,7 @@ class CFileSource final : public IQELSource {
     CFileSource(CFileSource const&) = delete;
     CFileSource& operator=(CFileSource const&) = delete;
 
-    std::int64_t Size() const override { return m_map ? m_size : m_stream.SizeInBytes(); }
+    std::int64_t Size() const override { return m_map ? m_file.Size() : m_stream.SizeInBytes(); }
     void ForEachRun(std::int64_t offset, std::int64_t bytes, Visit const& visit) const override {
         if (!m_map) return m_stream.ForEachRun(offset, offset + bytes, visit);
         if (bytes > 0) visit(m_map + offset, bytes);
@@ -70,8 +71,8 @@ class CFileSource final : public IQELSource {
     }
 
   private:
-    unsigned char const* m_map = nullptr;
-    std::int64_t m_size = 0;
+    CMappedFile m_file;
+    unsigned char const* m_map = nullptr;  // m_file's bytes when it is mapped
     CQEL_Stream m_stream;
 };
 

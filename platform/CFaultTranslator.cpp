@@ -13,10 +13,8 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <atomic>
 #include <mutex>
-
-#include "core/CQEL_Exception.h"
-#include "core/CQEL_String.h"
 
 namespace QEL::Core {
 
@@ -26,6 +24,7 @@ namespace {
 constexpr int kSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP};
 struct sigaction g_previous[5];
 std::once_flag g_installed;
+std::atomic<CFaultTranslator::Thrower> g_thrower{nullptr};
 
 // Largest overflow reserve, and the part of a thread's stack it may take at most.
 constexpr std::size_t kReserveSize = 64 * 1024;
@@ -147,28 +146,28 @@ bool IsStackOverflow(siginfo_t const* info) {
            address < t_state.stackLow + std::max<std::uintptr_t>(t_state.reserve, page);
 }
 
-EQELExceptionReason ReasonOf(int signal, siginfo_t const* info) {
+EFault FaultOfSignal(int signal, siginfo_t const* info) {
     switch (signal) {
         case SIGSEGV:
-            return IsStackOverflow(info) ? QEL_STACK_OVERFLOW : QEL_ACCESS_VIOLATION;
+            return IsStackOverflow(info) ? EFault::StackOverflow : EFault::AccessViolation;
         case SIGFPE:
             switch (info->si_code) {
                 case FPE_INTDIV:
                 case FPE_FLTDIV:
-                    return QEL_DIVISION_BY_ZERO;
+                    return EFault::DivisionByZero;
                 case FPE_FLTOVF:
-                    return QEL_FLOAT_OVERFLOW;
+                    return EFault::FloatOverflow;
                 case FPE_FLTUND:
-                    return QEL_FLOAT_UNDERFLOW;
+                    return EFault::FloatUnderflow;
                 case FPE_INTOVF:
-                    return QEL_INT_OVERFLOW;
+                    return EFault::IntegerOverflow;
                 case FPE_FLTSUB:
-                    return QEL_ARRAY_BOUNDS_EXCEEDED;
+                    return EFault::SubscriptOutOfRange;
                 default:
-                    return QEL_UNHANDLED;
+                    return EFault::Other;
             }
         default:
-            return QEL_UNHANDLED;
+            return EFault::Other;
     }
 }
 
@@ -420,35 +419,14 @@ EOverflow OnStep(void*) {
 }
 #endif
 
-// A fault translated while an overflow holds the reserve open. Destroying it
-// on its thread closes the reserve again, once the stack has left it (the
-// handler that caught it is done by then).
-class CFaultWithOpenReserve final : public CQEL_Exception {
-  public:
-    using CQEL_Exception::CQEL_Exception;
-    ~CFaultWithOpenReserve() override {
-        if (pthread_equal(m_thread, pthread_self())) CloseReserve();
-    }
-
-  private:
-    pthread_t m_thread = pthread_self();
-};
-
-[[noreturn]] void ThrowTranslated(EQELExceptionReason reason) {
-    auto const message = CQEL_String::FromASCII("SEH exception occurred, converted to QEL exception");
-    auto const location = GetQELExceptionLocation("QEL::Core::CQEL_Exception::QELSEHTranslator", 652);
-    if (t_state.reserve && !IsReserveClosed())
-        throw CFaultWithOpenReserve(reason, CQEL_String::Empty(), message, location);
-    throw CQEL_Exception(reason, CQEL_String::Empty(), message, location);
-}
-
 void OnFault(int signal, siginfo_t* info, void* context) {
     bool const stepping = signal == SIGTRAP && info->si_code == TRAP_TRACE && t_state.steps > 0;
     if (signal == SIGTRAP && !stepping) {
         ChainToPrevious(signal, info, context);  // not ours
         return;
     }
-    if (!t_state.enabled) {
+    CFaultTranslator::Thrower const thrower = g_thrower.load(std::memory_order_acquire);
+    if (!t_state.enabled || !thrower) {
         if (stepping) {  // the code let run on uninstalled the translator
             StopStepping(context);
         } else {
@@ -473,7 +451,7 @@ void OnFault(int signal, siginfo_t* info, void* context) {
         sigemptyset(&set);
         sigaddset(&set, signal);
         pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
-        ThrowTranslated(stepping ? QEL_STACK_OVERFLOW : ReasonOf(signal, info));
+        thrower(stepping ? EFault::StackOverflow : FaultOfSignal(signal, info));
     }
     static char const kMessage[] = "QEL: stack overflow that cannot be reported as an exception\n";
     ssize_t const written = write(STDERR_FILENO, kMessage, sizeof kMessage - 1);
@@ -493,8 +471,20 @@ void InstallProcessHandlers() {
 
 }  // namespace
 
-void CQEL_Exception::QELSEHTranslator(int signal, void* signalInfo, void*) {
-    ThrowTranslated(ReasonOf(signal, static_cast<siginfo_t const*>(signalInfo)));
+void CFaultTranslator::SetThrower(Thrower thrower) {
+    g_thrower.store(thrower, std::memory_order_release);
+}
+
+EFault CFaultTranslator::FaultOf(int signal, void const* signalInfo) {
+    return FaultOfSignal(signal, static_cast<siginfo_t const*>(signalInfo));
+}
+
+bool CFaultTranslator::IsReserveOpenOnThisThread() {
+    return t_state.reserve && !IsReserveClosed();
+}
+
+void CFaultTranslator::CloseReserveOnThisThread() {
+    CloseReserve();
 }
 
 void CFaultTranslator::InstallOnThisThread() {

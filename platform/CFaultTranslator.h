@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Turns synchronous hardware faults into CQEL_Exception, per thread.
+// Turns synchronous hardware faults into exceptions, per thread.
 //
 // The library installs process-wide handlers for SIGSEGV, SIGBUS, SIGFPE and
 // SIGILL (and SIGTRAP, for stack overflows) once, remembering the dispositions
 // they replace. A fault on a thread that has the translator enabled (the
 // thread that loaded the library, and every thread that the library starts)
-// is thrown from the faulting instruction as a CQEL_Exception, reason as follows:
+// is thrown from the faulting instruction by the thrower that the core sets
+// when the library loads (SetThrower): a CQEL_Exception, reason as follows
+// (see core/CQEL_Exception.cpp):
 //   SIGSEGV                        34 access violation (41 near the stack guard: stack overflow)
 //   SIGFPE integer/float /0        16 division by zero
 //   SIGFPE float overflow          36
@@ -13,8 +15,9 @@
 //   SIGFPE integer overflow        39
 //   SIGFPE subscript out of range  35
 //   anything else (SIGILL, SIGBUS, inexact, invalid)  32
-// A fault on any other thread goes to the previous disposition unchanged: a
-// host's own handler runs, and the default action still ends the process.
+// A fault on any other thread, or before a thrower is set, goes to the
+// previous disposition unchanged: a host's own handler runs, and the default
+// action still ends the process.
 //
 // Throwing from a fault is well defined only in code compiled with
 // -fnon-call-exceptions; the library and every target linking QEL::qel are.
@@ -48,12 +51,36 @@
 // library) keeps any lock it held.
 #pragma once
 
-#include "core/QEL_Export.h"
+#include "platform/QEL_Export.h"
 
 namespace QEL::Core {
 
+// What a translated fault was.
+enum class EFault {
+    AccessViolation,
+    StackOverflow,
+    DivisionByZero,
+    FloatOverflow,
+    FloatUnderflow,
+    IntegerOverflow,
+    SubscriptOutOfRange,
+    Other,
+};
+
 class QEL_API CFaultTranslator {
   public:
+    // Throws the exception of a fault; called on the faulting thread from
+    // within the signal handler, and must throw.
+    using Thrower = void (*)(EFault fault);
+    // Sets what faults are thrown as (once, when the library loads).
+    static void SetThrower(Thrower thrower);
+    // The fault of a signal and its siginfo_t (for a host's own handler).
+    static EFault FaultOf(int signal, void const* signalInfo);
+    // After a stack overflow the calling thread's stack reserve stays open
+    // while the exception unwinds; the exception closes it when destroyed.
+    static bool IsReserveOpenOnThisThread();
+    static void CloseReserveOnThisThread();
+
     // Enables translation on the calling thread, with an alternate signal stack
     // so that a stack overflow can still be handled, and the stack reserve.
     // Idempotent; again on an enabled thread, closes its reserve if an earlier

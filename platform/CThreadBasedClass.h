@@ -12,7 +12,7 @@
 #include <mutex>
 #include <thread>
 
-#include "core/QEL_Export.h"
+#include "platform/QEL_Export.h"
 
 namespace QEL::Core {
 

@@ -17,7 +17,7 @@
 #include "entities/CPointSet.h"
 #include "entities/CPointSet_Section.h"
 #include "formats/CQELParser.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 using namespace QEL::Core;
 

@@ -17,7 +17,7 @@
 #include "core/CQEL_Array.h"
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_String.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "test_helpers/LineNumbers.h"
 
 using namespace QEL::Core;

@@ -13,7 +13,7 @@
 #include "core/CQEL_Exception.h"
 #include "entities/CPointSet_QELParser.h"
 #include "formats/CQELParser.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 using namespace QEL::Core;
 using namespace QEL::Test;

@@ -18,7 +18,7 @@
 #include "core/CQEL_MD5.h"
 #include "core/CQEL_Output_Events.h"
 #include "formats/CQELParser.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 #include <csignal>
 #include <fstream>

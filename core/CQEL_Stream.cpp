@@ -1,18 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <string>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
+#include "platform/CAtomicFile.h"
+#include "platform/CMappedFile.h"
+#include "platform/QEL_System.h"
 
 namespace QEL::Core {
 
@@ -35,8 +32,7 @@ void CQEL_Stream::Reserve(std::int64_t bytes) {
     OwnView();
     std::size_t const had = m_chunks.size();
     EnsureCapacity(bytes);
-    long const page = ::sysconf(_SC_PAGESIZE);
-    std::int64_t const step = page > 0 ? page : 4096;
+    std::int64_t const step = std::int64_t(System::PageBytes());
     for (std::size_t k = had; k < m_chunks.size(); ++k)
         for (std::int64_t at = 0; at < ChunkSize(k); at += step)
             m_chunks[k][std::size_t(at)] = 0;
@@ -156,73 +152,46 @@ void CQEL_Stream::Reset() {
     m_size = m_get = m_put = 0;
 }
 
-namespace {
-
-// Writes all bytes to fd, retrying short writes.
-bool WriteAll(int fd, unsigned char const* data, std::int64_t bytes) {
-    while (bytes > 0) {
-        ssize_t const written = ::write(fd, data, std::size_t(std::min<std::int64_t>(bytes, 1 << 30)));
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += written;
-        bytes -= written;
-    }
-    return true;
-}
-
-}  // namespace
-
 void CQEL_Stream::WriteToFile(CQEL_String const& path) const {
     static CQEL_Operation const op("QEL::Core::CQEL_Stream::WriteToFile");
     op.Run([&] {
         std::string const target = path.GetArray();
         op.Check(!target.empty(), QEL_INVALID_PATH, "path", "The file path is not set.");
-        std::string const temporary = target + ".qeltmp." + std::to_string(::getpid());
-        int const fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        if (fd < 0)
-            op.Throw(
-                QEL_FILE_WRITE_ERROR, "path",
-                CQEL_String::FromFormat("Cannot create %s: %s", temporary.c_str(), std::strerror(errno)));
-        bool ok = true;
-        ForEachRun(
-            [&](unsigned char const* run, std::int64_t bytes) { ok = ok && WriteAll(fd, run, bytes); });
-        int const error = ok ? 0 : errno;
-        ok = ::close(fd) == 0 && ok;
-        if (!ok || std::rename(temporary.c_str(), target.c_str()) != 0) {
-            int const cause = error ? error : errno;
-            ::unlink(temporary.c_str());
+        CAtomicFile file;
+        if (int const error = file.Open(target, false))
             op.Throw(QEL_FILE_WRITE_ERROR, "path",
-                     CQEL_String::FromFormat("Cannot write %s: %s", target.c_str(), std::strerror(cause)));
-        }
+                     CQEL_String::FromFormat("Cannot create %s: %s", target.c_str(), std::strerror(error)));
+        int error = 0;
+        ForEachRun([&](unsigned char const* run, std::int64_t bytes) {
+            if (!error) error = file.Write(run, std::size_t(bytes));
+        });
+        if (!error) error = file.Commit();
+        if (error)
+            op.Throw(QEL_FILE_WRITE_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot write %s: %s", target.c_str(), std::strerror(error)));
     });
 }
 
 void CQEL_Stream::ReadFromFile(CQEL_String const& path) {
     static CQEL_Operation const op("QEL::Core::CQEL_Stream::ReadFromFile");
     op.Run([&] {
-        int const fd = ::open(path.GetArray(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            op.Throw(errno == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
-                     CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(errno)));
+        CMappedFile file;
+        if (int const error = file.Open(path.GetArray()))
+            op.Throw(error == ENOENT ? QEL_FILE_NOT_FOUND : QEL_FILE_READ_ERROR, "path",
+                     CQEL_String::FromFormat("Cannot open %s: %s", path.GetArray(), std::strerror(error)));
         Reset();
         unsigned char buffer[1 << 16];
         for (;;) {
-            ssize_t const got = ::read(fd, buffer, sizeof buffer);
-            if (got < 0 && errno == EINTR) continue;
-            if (got < 0) {
-                int const cause = errno;
-                ::close(fd);
+            std::int64_t got = 0;
+            if (int const error = file.ReadNext(buffer, sizeof buffer, got)) {
                 Reset();
                 op.Throw(
                     QEL_FILE_READ_ERROR, "path",
-                    CQEL_String::FromFormat("Cannot read %s: %s", path.GetArray(), std::strerror(cause)));
+                    CQEL_String::FromFormat("Cannot read %s: %s", path.GetArray(), std::strerror(error)));
             }
             if (got == 0) break;
             Put(buffer, got);
         }
-        ::close(fd);
         m_get = m_put = 0;
     });
 }

@@ -10,7 +10,7 @@
 
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_String.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "test_helpers/ReasonOf.h"
 
 using namespace QEL::Core;
