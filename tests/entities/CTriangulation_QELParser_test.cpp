@@ -17,7 +17,7 @@
 #include "entities/CTriangulation.h"
 #include "entities/CTriangulation_QELParser.h"
 #include "formats/CQELParser.h"
-#include "platform/CQEL_Stream.h"
+#include "core/CQEL_Stream.h"
 #include "test_helpers/HandBuiltMeshes.h"
 
 using namespace QEL::Core;
