@@ -59,10 +59,10 @@ inline char const* ParseShortDecimal(char const* p, char const* end, bool negati
     return p;
 }
 
-// Reads up to max numbers from text into values; returns how many were read.
-inline int ScanDoubles(std::string_view text, double* values, int max) {
-    char const* p = text.data();
-    char const* const end = p + text.size();
+// Reads up to max numbers from [p, end) into values and moves p past the
+// last one read; returns how many were read.
+inline int ScanDoublesAt(char const*& at, char const* const end, double* values, int max) {
+    char const* p = at;
     int count = 0;
     while (count < max) {
         while (p < end && IsSpace(*p))
@@ -91,7 +91,14 @@ inline int ScanDoubles(std::string_view text, double* values, int max) {
             if (p < end && (*p == '+' || *p == '-')) ++p;
         }
     }
+    at = p;
     return count;
+}
+
+// Reads up to max numbers from text into values; returns how many were read.
+inline int ScanDoubles(std::string_view text, double* values, int max) {
+    char const* p = text.data();
+    return ScanDoublesAt(p, p + text.size(), values, max);
 }
 
 // The first white-space separated word of text, and the rest after it.

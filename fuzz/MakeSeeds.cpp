@@ -3,6 +3,8 @@
 // starting corpus: qel_fuzz_seeds <folder> fills <folder>/<target>/.
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include "FuzzBlob.h"
@@ -41,6 +43,48 @@ void WriteQEL(std::filesystem::path const& folder, char const* name, char const*
     parser.Export(CQEL_String::FromASCII((folder / name).c_str()), list, CQEL_String::FromASCII(key));
 }
 
+// A tetrahedron with a fin on one edge (non-manifold) and a flipped copy of
+// one face: small, but through every rule of the triangle assembler.
+CTriangulation MakeMesh() {
+    double const c[][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}};
+    int const faces[][3] = {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {0, 3, 2}, {0, 1, 4}, {0, 1, 2}};
+    CTriangulation mesh;
+    CTriangulation_Merge_Parts assembler(mesh);
+    for (auto const& f : faces)
+        assembler.AddTriangle(CPoint3<double>(c[f[0]][0], c[f[0]][1], c[f[0]][2]),
+                              CPoint3<double>(c[f[1]][0], c[f[1]][1], c[f[1]][2]),
+                              CPoint3<double>(c[f[2]][0], c[f[2]][1], c[f[2]][2]));
+    assembler.Merge();
+    return mesh;
+}
+
+void WriteTriangleSeeds(std::filesystem::path const& root) {
+    CTriangulation const mesh = MakeMesh();
+    CTriangulationParser parser;
+    for (char const* folder : {"stl", "stl_ascii", "tri", "raw"})
+        std::filesystem::create_directories(root / folder);
+    parser.WriteSTLFile(CQEL_String::FromASCII((root / "stl" / "mesh.stl").c_str()), mesh, CQEL_String());
+    parser.WriteTRIFile(CQEL_String::FromASCII((root / "tri" / "mesh.tri").c_str()), mesh);
+    parser.WriteRAWFile(CQEL_String::FromASCII((root / "raw" / "mesh.raw").c_str()), mesh);
+    // Two triangulations in one ".tri" file.
+    {
+        std::ifstream in(root / "tri" / "mesh.tri", std::ios::binary);
+        std::string const one((std::istreambuf_iterator<char>(in)), {});
+        std::ofstream(root / "tri" / "two.tri", std::ios::binary) << one << one;
+    }
+    std::ofstream ascii(root / "stl_ascii" / "mesh.stl", std::ios::binary);
+    ascii << "solid seed\n";
+    for (CTriangulation_Triangle const& triangle : mesh.GetTriangles()) {
+        ascii << "  facet normal 0 0 1\n    outer loop\n";
+        for (int k = 0; k < 3; ++k) {
+            CTriangulation_Vertex const* v = triangle.Edge(k).GetVertex();
+            ascii << "      vertex " << v->get_x() << ' ' << v->get_y() << ' ' << v->get_z() << "\n";
+        }
+        ascii << "    endloop\n  endfacet\n";
+    }
+    ascii << "endsolid seed\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -55,6 +99,7 @@ int main(int argc, char** argv) {
             WriteQEL(root / "qel", name.c_str(), "", n);
             WriteQEL(root / "qel_key", name.c_str(), "fuzz", n);
         }
+        WriteTriangleSeeds(root);
     } catch (CQEL_Exception const& e) {
         std::fprintf(stderr, "error: %s\n", e.what());
         return 1;

@@ -3,7 +3,7 @@
 set -eu
 
 packages="build-essential cmake make pkg-config git
-  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libeigen3-dev libssl-dev libfast-float-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev libeigen3-dev libssl-dev libfast-float-dev libmeshoptimizer-dev
   clang clang-format libclang-rt-14-dev clang-16 libclang-rt-16-dev"
 
 missing=""

@@ -9,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "core/CQEL_Allocate.h"
 #include "core/CQEL_Operation.h"
 #include "platform/CTask.h"
 
@@ -50,11 +51,14 @@ struct SKey {
 
 template <class Word>
 inline SKey<Word> LoadKey(unsigned char const* at) {
-    SKey<Word> key;
-    std::memcpy(key.w, at, sizeof key.w);
+    // Word by word into registers (one block copy goes through the stack).
     constexpr Word kSign = Word(1) << (8 * sizeof(Word) - 1);
-    for (Word& w : key.w)
-        w = w == kSign ? 0 : w;
+    SKey<Word> key;
+    for (int a = 0; a < 3; ++a) {
+        Word w;
+        std::memcpy(&w, at + a * sizeof(Word), sizeof(Word));
+        key.w[a] = w == kSign ? 0 : w;
+    }
     return key;
 }
 
@@ -122,11 +126,13 @@ class CWeldTable {
     };
 
     void Allocate(std::int64_t capacity) {
-        m_slots = std::make_unique<SSlot[]>(std::size_t(capacity));  // zeroed: all empty
+        // Zeroed (all slots empty) by the system, and advised for huge pages.
+        m_slots.reset(
+            static_cast<SSlot*>(CQEL_Allocate::AllocateZeroedMemory(sizeof(SSlot) * std::size_t(capacity))));
         m_mask = std::uint64_t(capacity - 1);
     }
     void Grow() {
-        std::unique_ptr<SSlot[]> old = std::move(m_slots);
+        CRawStorage<SSlot> old = std::move(m_slots);
         std::uint64_t const oldCapacity = m_mask + 1;
         Allocate(std::int64_t(2 * oldCapacity));
         for (std::uint64_t j = 0; j < oldCapacity; ++j) {
@@ -138,30 +144,60 @@ class CWeldTable {
         }
     }
 
-    std::unique_ptr<SSlot[]> m_slots;
+    CRawStorage<SSlot> m_slots;
     std::uint64_t m_mask = 0;
     std::uint32_t m_count = 0;
 };
 
+// A small direct-mapped cache of recently seen points in front of the
+// table: the corners of a mesh file come back to a vertex within a few
+// hundred triangles (the other triangles of its fan, the next row of a
+// strip), so most lookups are answered from the cache, which stays in the
+// processor's cache, and only first sightings go to the large table.
+template <class Word>
+class CRecentPoints {
+  public:
+    static constexpr int kBits = 13;
+    CRecentPoints() : m_slots(std::make_unique<SSlot[]>(std::size_t(1) << kBits)) {}
+    // The id of key, or -1 (a slot with id1 0 never matches: keys are stored with their id).
+    int Find(SKey<Word> const& key, std::uint64_t hash) const {
+        SSlot const& slot = m_slots[std::size_t(hash >> (64 - kBits))];
+        return slot.id1 != 0 && slot.key == key ? int(slot.id1 - 1) : -1;
+    }
+    void Put(SKey<Word> const& key, std::uint64_t hash, std::uint32_t id) {
+        SSlot& slot = m_slots[std::size_t(hash >> (64 - kBits))];
+        slot.key = key;
+        slot.id1 = id + 1;
+    }
+
+  private:
+    struct SSlot {
+        SKey<Word> key;
+        std::uint32_t id1;
+    };
+    std::unique_ptr<SSlot[]> m_slots;
+};
+
 // Part `part` of `parts` welds the points whose hash it owns, in point
-// order; ids[i] = local id << shift | part, and first[local] = i. Points
-// go in batches: the hashes of a batch are found and their slots fetched
-// ahead (prefetch) before any is probed, so that the cache misses of a
-// batch overlap instead of following one another.
+// order; ids[i] = local id << shift | part, and first[local] = i.
 template <class Word>
 void WeldPart(SPointSource const& source, int part, int parts, int shift, int* ids, std::vector<int>& first) {
     CWeldTable<Word> table(source.Count() / parts / 6);
+    CRecentPoints<Word> recent;
     std::uint32_t const limit = std::uint32_t(1) << (31 - shift);
     int const groupSize = source.groupSize;
-    constexpr int kBatch = 32;
+    // Points the cache does not know wait in a batch whose table slots are
+    // fetched ahead (prefetch), so that their cache misses overlap; the
+    // batch is then looked up in point order, which keeps the numbering.
+    constexpr int kBatch = 16;
     struct SPending {
         SKey<Word> key;
         std::uint64_t hash;
         std::int64_t point;
     };
-    SPending pending[kBatch + 3];
+    SPending pending[kBatch];
     int count = 0;
-    auto probe = [&] {
+    auto lookUp = [&] {
         for (int j = 0; j < count; ++j) {
             SPending const& p = pending[j];
             bool inserted = false;
@@ -171,6 +207,7 @@ void WeldPart(SPointSource const& source, int part, int parts, int shift, int* i
                     AssemblyOp().Throw(QEL_INVALID_PARAMETER, "corners", "Too many distinct vertices");
                 first.push_back(int(p.point));
             }
+            recent.Put(p.key, p.hash, id);
             ids[p.point] = int((id << shift) | std::uint32_t(part));
         }
         count = 0;
@@ -181,12 +218,18 @@ void WeldPart(SPointSource const& source, int part, int parts, int shift, int* i
             SKey<Word> const key = LoadKey<Word>(group + k * source.pointStride);
             std::uint64_t const h = Hash(key);
             if (parts > 1 && PartOf(h, parts) != part) continue;
+            std::int64_t const i = g * groupSize + k;
+            int const known = recent.Find(key, h);
+            if (known >= 0) {
+                ids[i] = int((std::uint32_t(known) << shift) | std::uint32_t(part));
+                continue;
+            }
             table.Prefetch(h);
-            pending[count++] = {key, h, g * groupSize + k};
+            pending[count++] = {key, h, i};
+            if (count == kBatch) lookUp();
         }
-        if (count >= kBatch) probe();
     }
-    probe();
+    lookUp();
 }
 
 }  // namespace
@@ -419,45 +462,53 @@ void Connect(CBuffer<int>&& corners, std::int64_t triangles, int vertices, SConn
     counts.clear();
 
     // A half-edge a->b pairs with b->a when these are the only two
-    // half-edges between a and b. Every half-edge decides for itself, from
-    // the same lists as its partner, so the decisions agree; each unpaired
-    // vertex pair is counted by its lowest-numbered half-edge.
+    // half-edges between a and b. The vertices are walked in order, each
+    // with its own list at hand, and each vertex pair is decided once: by
+    // its smaller vertex when half-edges run both ways, else by the vertex
+    // they leave (at the first such half-edge in its list).
     result.pairs = CBuffer<int>(halfEdges);
+    RunInParts(parts, [&](int part) {
+        std::fill(result.pairs.data() + 3 * partBegin(triangles, part),
+                  result.pairs.data() + 3 * partBegin(triangles, part + 1), -1);
+    });
     struct SCounts {
-        std::int64_t boundary = 0, nonManifold = 0, conflicts = 0;
+        std::int64_t paired = 0, nonManifold = 0, conflicts = 0;
     };
     std::vector<SCounts> found(static_cast<std::size_t>(parts));
     RunInParts(parts, [&](int part) {
         SCounts n;
         int* const pairs = result.pairs.data();
-        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
-             e < end; ++e) {
-            int const a = c[e], b = c[NextEdge(e)];
-            int opposite = 0, partner = -1, lowest = int(e);
-            for (std::int64_t i = start[b], stop = start[b + 1]; i < stop; ++i)
-                if (outgoing[i].end == a) {
-                    ++opposite, partner = outgoing[i].edge;
-                    lowest = std::min(lowest, partner);
+        for (std::int64_t a = partBegin(vertices, part), stop = partBegin(vertices, part + 1); a < stop;
+             ++a) {
+            SOutgoing const* const first = outgoing.data() + start[a];
+            SOutgoing const* const last = outgoing.data() + start[a + 1];
+            for (SOutgoing const* i = first; i < last; ++i) {
+                int const b = i->end;
+                int same = 1;
+                bool earlier = false;
+                for (SOutgoing const* j = first; j < last; ++j)
+                    if (j != i && j->end == b) ++same, earlier = earlier || j < i;
+                if (earlier) continue;
+                int opposite = 0, partner = -1;
+                for (std::int64_t k = start[b], end = start[b + 1]; k < end; ++k)
+                    if (outgoing[k].end == a) ++opposite, partner = outgoing[k].edge;
+                if (opposite > 0 && a > b) continue;  // b decides
+                if (same == 1 && opposite == 1) {
+                    pairs[i->edge] = partner;
+                    pairs[partner] = i->edge;
+                    ++n.paired;
+                } else if (same + opposite >= 3) {
+                    ++n.nonManifold;
+                } else if (same == 2) {
+                    ++n.conflicts;
                 }
-            int same = 0;
-            for (std::int64_t i = start[a], stop = start[a + 1]; i < stop; ++i)
-                if (outgoing[i].end == b) ++same, lowest = std::min(lowest, outgoing[i].edge);
-            if (same == 1 && opposite == 1) {
-                pairs[e] = partner;
-                continue;
             }
-            pairs[e] = -1;
-            ++n.boundary;
-            if (lowest != e) continue;
-            if (same + opposite >= 3)
-                ++n.nonManifold;
-            else if (same == 2)
-                ++n.conflicts;
         }
         found[std::size_t(part)] = n;
     });
+    result.boundaryHalfEdges = halfEdges;
     for (SCounts const& n : found) {
-        result.boundaryHalfEdges += n.boundary;
+        result.boundaryHalfEdges -= 2 * n.paired;
         result.nonManifoldEdges += n.nonManifold;
         result.orientationConflicts += n.conflicts;
     }

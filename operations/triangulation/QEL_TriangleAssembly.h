@@ -21,7 +21,17 @@
 #include <cstdint>
 #include <memory>
 
+#include "core/CQEL_Allocate.h"
+
 namespace QEL::Core::Assembly {
+
+// Storage from CQEL_Allocate (large blocks advised for huge pages), for
+// plain element types.
+struct SRawDelete {
+    void operator()(void* memory) const noexcept { CQEL_Allocate::DeAllocateMemory(memory); }
+};
+template <class T>
+using CRawStorage = std::unique_ptr<T[], SRawDelete>;
 
 // An array that is not cleared when made (every element is written before use).
 template <class T>
@@ -29,7 +39,8 @@ class CBuffer {
   public:
     CBuffer() = default;
     explicit CBuffer(std::int64_t count)
-        : m_data(std::make_unique_for_overwrite<T[]>(std::size_t(count))), m_count(count) {}
+        : m_data(static_cast<T*>(CQEL_Allocate::AllocateMemory(sizeof(T) * std::size_t(count)))),
+          m_count(count) {}
     T* data() { return m_data.get(); }
     T const* data() const { return m_data.get(); }
     T& operator[](std::int64_t i) { return m_data[std::size_t(i)]; }
@@ -43,7 +54,7 @@ class CBuffer {
     }
 
   private:
-    std::unique_ptr<T[]> m_data;
+    CRawStorage<T> m_data;
     std::int64_t m_count = 0;
 };
 
