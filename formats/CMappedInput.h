@@ -5,74 +5,43 @@
 // system reports. Only regular files open.
 #pragma once
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string_view>
+
+#include "platform/CMappedFile.h"
 
 namespace QEL::Core {
 
 class CMappedInput {
   public:
-    CMappedInput() = default;
-    ~CMappedInput() {
-        if (m_mapped) ::munmap(m_mapped, std::size_t(m_size));
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    CMappedInput(CMappedInput const&) = delete;
-    CMappedInput& operator=(CMappedInput const&) = delete;
-
     // False when path cannot be opened for reading or is no regular file.
-    bool Open(char const* path) {
-        m_fd = ::open(path, O_RDONLY | O_CLOEXEC);
-        if (m_fd < 0) return false;
-        struct stat info {};
-        if (::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) return false;
-        m_size = info.st_size;
-        return true;
-    }
-    std::int64_t Size() const { return m_size; }
+    bool Open(char const* path) { return m_file.Open(path) == 0 && m_file.IsRegular(); }
+    std::int64_t Size() const { return m_file.Size(); }
 
-    // Reads the first bytes (up to count) into to; returns how many. No map needed.
-    std::int64_t ReadStart(void* to, std::int64_t count) const {
-        std::int64_t got = 0;
-        while (got < count) {
-            ssize_t const n =
-                ::pread(m_fd, static_cast<char*>(to) + got, std::size_t(count - got), off_t(got));
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) break;
-            got += n;
-        }
-        return got;
+    // Reads the first count bytes (at most the size) into to; false on a read failure.
+    bool ReadStart(void* to, std::int64_t count) const {
+        return m_file.ReadAt(0, to, std::min(count, Size())) == 0;
     }
 
     // The whole file; false on a read failure (or a file that shrank).
     bool Load() {
-        if (m_size == 0) return true;
-        void* const mapped =
-            ::mmap(nullptr, std::size_t(m_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, m_fd, 0);
-        if (mapped != MAP_FAILED) {
-            m_mapped = mapped;
-            m_data = static_cast<unsigned char const*>(mapped);
+        if (Size() == 0) return true;
+        if (m_file.Map(true)) {
+            m_data = m_file.Data();
             return true;
         }
-        m_buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(m_size));
-        if (ReadStart(m_buffer.get(), m_size) != m_size) return false;
+        m_buffer = std::make_unique_for_overwrite<unsigned char[]>(std::size_t(Size()));
+        if (m_file.ReadAt(0, m_buffer.get(), Size()) != 0) return false;
         m_data = m_buffer.get();
         return true;
     }
     unsigned char const* Data() const { return m_data; }
-    std::string_view Text() const { return {reinterpret_cast<char const*>(m_data), std::size_t(m_size)}; }
+    std::string_view Text() const { return {reinterpret_cast<char const*>(m_data), std::size_t(Size())}; }
 
   private:
-    int m_fd = -1;
-    std::int64_t m_size = 0;
-    void* m_mapped = nullptr;
+    CMappedFile m_file;
     std::unique_ptr<unsigned char[]> m_buffer;
     unsigned char const* m_data = nullptr;
 };

@@ -66,7 +66,7 @@ bool CTriangulationParser::ReadSTLFile(CQEL_String const& path, CTriangulation* 
         std::int64_t const size = file.Size();
         unsigned char start[kTestBytes];
         std::int64_t const tested = std::min(size, kTestBytes);
-        if (file.ReadStart(start, tested) != tested) TriangleFiles::ReadFailure(op, path);
+        if (!file.ReadStart(start, tested)) TriangleFiles::ReadFailure(op, path);
         bool const binary =
             std::any_of(start, start + tested, [](unsigned char b) { return (b & 0x80) != 0; });
 
