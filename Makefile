@@ -22,8 +22,11 @@ build: deps $(BUILD)/dev/CMakeCache.txt
 	$(CMAKE) --build $(BUILD)/dev -j $(JOBS)
 
 # A short tour: several shapes created and summarised, one refused request,
-# then a sphere saved to an enciphered container, read back and converted.
+# then a sphere saved to an enciphered container, read back and converted;
+# then a generated torus mesh through STL, .qel, .tri, .raw and back to STL,
+# summarised, and a refused request to make it a point file.
 QEL_TOOL = $(BUILD)/dev/tools/qel/qel
+MESHGEN = $(BUILD)/dev/tools/meshgen/qel-meshgen
 RUN_DIR = $(BUILD)/run
 run: build
 	$(QEL_TOOL) --version
@@ -34,6 +37,15 @@ run: build
 	$(QEL_TOOL) convert $(RUN_DIR)/sphere.qel $(RUN_DIR)/sphere.asc --key tour-key
 	$(QEL_TOOL) convert $(RUN_DIR)/sphere.asc $(RUN_DIR)/sphere.bin
 	$(QEL_TOOL) info $(RUN_DIR)/sphere.bin
+	$(MESHGEN) $(RUN_DIR)/torus.stl --around 160 --across 100
+	$(QEL_TOOL) info $(RUN_DIR)/torus.stl
+	$(QEL_TOOL) convert $(RUN_DIR)/torus.stl $(RUN_DIR)/torus.qel
+	$(QEL_TOOL) info $(RUN_DIR)/torus.qel
+	$(QEL_TOOL) convert $(RUN_DIR)/torus.qel $(RUN_DIR)/torus.tri
+	$(QEL_TOOL) convert $(RUN_DIR)/torus.tri $(RUN_DIR)/torus.raw
+	$(QEL_TOOL) convert $(RUN_DIR)/torus.raw $(RUN_DIR)/torus-back.stl
+	$(QEL_TOOL) info $(RUN_DIR)/torus-back.stl
+	-$(QEL_TOOL) convert $(RUN_DIR)/torus.stl $(RUN_DIR)/torus.asc
 
 test: deps format-check check-layers test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."
@@ -68,7 +80,7 @@ test-install: build
 # in tests/fuzz/seeds (clang 16: clang 14 lacks std::source_location). A finding stops the run; its input is left
 # in the build folder to become a regression test.
 FUZZ_SECONDS ?= 20
-FUZZ_TARGETS = qel qel_key asc dat bin cut
+FUZZ_TARGETS = qel qel_key qel_mesh asc dat bin cut
 test-fuzz: deps
 	CXX=clang++-16 $(CMAKE) -S . -B $(BUILD)/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_BUILD_FUZZ=ON \
 	  -DQEL_BUILD_TESTS=OFF -DQEL_BUILD_TOOLS=OFF

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "MeshFiles.h"
 #include "PointFiles.h"
 #include "QelCommands.h"
 #include "qel.h"
@@ -12,8 +13,10 @@ using namespace QEL::Core;
 namespace QEL::Tool {
 
 void AddConvertCommand(CLI::App& app) {
-    auto* convert = app.add_subcommand(
-        "convert", "Convert point sets between .qel, .asc, .dat, .bin and .cut (by the files' extensions)");
+    auto* convert = app.add_subcommand("convert",
+                                       "Convert point sets between .qel, .asc, .dat, .bin and .cut, meshes "
+                                       "between .qel, .stl, .tri and .raw "
+                                       "(by the files' extensions)");
     static std::string in, out, key;
     static bool append = false;
     static int digits = 6;
@@ -24,6 +27,7 @@ void AddConvertCommand(CLI::App& app) {
     convert->add_option("--digits", digits, "Significant digits of text values (1 to 17; 17 is exact)")
         ->check(CLI::Range(1, 17));
     convert->callback([] {
+        if (ConvertMeshes(in, out, key)) return;
         // A container's key opens the input; an output container takes the same key.
         std::string const inKey = IsContainer(in) ? key : std::string();
         std::string const outKey = IsContainer(out) ? key : std::string();

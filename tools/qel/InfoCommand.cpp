@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "MeshFiles.h"
 #include "PointFiles.h"
 #include "QelCommands.h"
 #include "qel.h"
@@ -70,19 +71,26 @@ void ShowPointSet(CPointSet const& set, std::string const& title) {
 }  // namespace
 
 void AddInfoCommand(CLI::App& app) {
-    auto* info = app.add_subcommand(
-        "info",
-        "Describe a file: records of a .qel container, sections, points, attributes and bounding box");
+    auto* info = app.add_subcommand("info",
+                                    "Describe a file: records of a .qel container, sections, points, "
+                                    "attributes and bounding box of point "
+                                    "sets, topology and shape of meshes");
     static std::string file, key;  // parse fills them before the callback runs
-    info->add_option("FILE", file, "The file to describe (.qel, .asc, .dat, .bin, .cut)")->required();
+    info->add_option("FILE", file, "The file to describe (.qel, .asc, .dat, .bin, .cut, .stl, .tri, .raw)")
+        ->required();
     info->add_option("--key", key, "The key of an enciphered .qel file");
     info->callback([] {
+        if (IsMeshFile(file)) {
+            ShowMeshes(file, key);
+            return;
+        }
         bool intact = true;
         if (IsContainer(file)) intact = ShowContainer(file, CQEL_String::FromUTF8(key.c_str()));
         if (!intact) throw std::runtime_error("damaged records in " + file);
         auto const sets = ReadPointSets(file, key);
         for (std::size_t i = 0; i < sets.size(); ++i)
             ShowPointSet(*sets[i], sets.size() == 1 ? "point set" : "point set " + std::to_string(i));
+        if (IsContainer(file)) ShowMeshes(file, key);
     });
 }
 
