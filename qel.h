@@ -47,6 +47,7 @@
 #include "entities/CPointSet_Base.h"
 #include "entities/CPointSet_QELParser.h"
 #include "entities/CPointSet_Cache.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Section.h"
 #include "entities/CPtsData.h"
 #include "entities/CQEL_Type.h"

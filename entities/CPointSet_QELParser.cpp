@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <type_traits>
 
 #include "core/CExportData.h"
 #include "core/CImportData.h"
 #include "core/CQEL_Operation.h"
 #include "entities/CPointSet.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Section.h"
 
 namespace QEL::Core {
@@ -59,6 +61,22 @@ void PutRaw(CExportData& data, char const* tag, CQEL_Array<T> const& array) {
                           std::int64_t(sizeof(T)), std::int64_t(sizeof(T)));
 }
 
+template <EPointElement E>
+void PutAttribute(CExportData& data, CPointSet_Section const& section, SPointAttribute const& a) {
+    auto const& array = PointAttributeCollection<E>(section, a).GetAsArray();
+    if constexpr (std::is_arithmetic_v<PointElement_t<E>>)
+        PutRaw(data, a.tag, array);
+    else if constexpr (E != EPointElement::Pointer)
+        PutComponents(data, a.tag, array, kPointComponents<E>,
+                      [](PointElement_t<E> const& e, double* out) { ToComponents<E>(e, out); });
+}
+
+// The tag without its padding, for messages.
+std::string TagText(char const* tag) {
+    std::string text(tag);
+    return text.substr(0, text.find(' '));
+}
+
 // Reads n elements of components doubles each and hands each to assign(i, values).
 template <class Assign>
 void GetComponents(CQEL_Stream& stream, int n, int components, Assign assign) {
@@ -102,21 +120,10 @@ void CPointSet_QELParser::Serialise(CPointSet const& set, CExportData* data) {
             CPointSet_Section const& section = set.get_Sec(s);
             CPtsData const flags = section.GetMetaDataFlags();
             data->PutChunk("NAME", name.GetArray(), name.Length());
-            PutComponents(*data, "POINTS", section.GetPtsArray(), 3,
-                          [](auto const& p, double* out) { out[0] = p.x, out[1] = p.y, out[2] = p.z; });
-            auto const xyz = [](auto const& v, double* out) { out[0] = v.x, out[1] = v.y, out[2] = v.z; };
-            if (flags.Contains(CPtsData::nms)) PutComponents(*data, "NORMALS", section.GetNmsArray(), 3, xyz);
-            if (flags.Contains(CPtsData::cpt)) PutComponents(*data, "CPOINTS", section.GetCPtArray(), 3, xyz);
-            if (flags.Contains(CPtsData::cnm))
-                PutComponents(*data, "CNORMALS", section.GetCNmArray(), 3, xyz);
-            if (flags.Contains(CPtsData::cuv))
-                PutComponents(*data, "UVS", section.GetCUVArray(), 2,
-                              [](auto const& uv, double* out) { out[0] = uv.x, out[1] = uv.y; });
-            if (flags.Contains(CPtsData::col)) PutComponents(*data, "COLOURS", section.GetColArray(), 3, xyz);
-            if (flags.Contains(CPtsData::err)) PutRaw(*data, "ERRORS", section.GetErrArray());
-            if (flags.Contains(CPtsData::ind)) PutRaw(*data, "INDICES", section.GetIndArray());
-            if (flags.Contains(CPtsData::vel)) PutRaw(*data, "VELS", section.GetVelArray());
-            if (flags.Contains(CPtsData::sta)) PutRaw(*data, "STATUSES", section.GetStaArray());
+            for (SPointAttribute const& a : kPointAttributes)
+                if (a.tag[0] != '\0' && flags.Contains(PointAttributeFlag(a)))
+                    VisitPointElement(a.element,
+                                      [&]<EPointElement E>() { PutAttribute<E>(*data, section, a); });
         }
         CQEL_Array<unsigned char> const& user = set.GetUserMetaData();
         if (!user.IsEmpty()) data->PutChunkBorrowed("METADATA", user.begin(), user.Count(), 1, 1);
@@ -141,30 +148,21 @@ void CPointSet_QELParser::Deserialise(CPointSet& set, CImportData* data) {
 CPointSet_QELParser::CPointSet_QELParser(CPointSet& set, CImportData& data) : m_set(set), m_data(data) {}
 
 void CPointSet_QELParser::Run() {
-    using Reader = void (CPointSet_QELParser::*)(std::int64_t, std::int64_t);
-    static constexpr struct {
-        char const* tag;
-        Reader read;
-    } kReaders[] = {
-        {"NAME", &CPointSet_QELParser::DeserialiseNameData},
-        {"POINTS", &CPointSet_QELParser::DeserialisePointsData},
-        {"NORMALS", &CPointSet_QELParser::DeserialiseNmsData},
-        {"CPOINTS", &CPointSet_QELParser::DeserialiseCptData},
-        {"CNORMALS", &CPointSet_QELParser::DeserialiseCnmData},
-        {"UVS", &CPointSet_QELParser::DeserialiseCuvData},
-        {"COLOURS", &CPointSet_QELParser::DeserialiseColData},
-        {"ERRORS", &CPointSet_QELParser::DeserialiseErrData},
-        {"INDICES", &CPointSet_QELParser::DeserialiseIndData},
-        {"VELS", &CPointSet_QELParser::DeserialiseVelData},
-        {"STATUSES", &CPointSet_QELParser::DeserialiseStaData},
-        {"METADATA", &CPointSet_QELParser::DeserialiseUserData},
-    };
     SQELChunk chunk;
     while (m_data.NextChunk(chunk)) {
-        Reader read = nullptr;
-        for (auto const& entry : kReaders)
-            if (chunk.Is(entry.tag)) read = entry.read;
-        if (read) (this->*read)(chunk.position, chunk.bytes);
+        if (chunk.Is("NAME")) {
+            DeserialiseNameData(chunk.position, chunk.bytes);
+        } else if (chunk.Is("METADATA")) {
+            DeserialiseUserData(chunk.position, chunk.bytes);
+        } else {
+            for (SPointAttribute const& a : kPointAttributes)
+                if (a.tag[0] != '\0' && chunk.Is(a.tag)) {
+                    if (a.bit == CPtsData::def.GetBits())
+                        DeserialisePointsData(chunk.position, chunk.bytes);
+                    else
+                        DeserialiseAttributeData(a, chunk.position, chunk.bytes);
+                }
+        }
         m_data.SkipChunk(chunk);
     }
 }
@@ -220,76 +218,25 @@ void CPointSet_QELParser::DeserialisePointsData(std::int64_t position, std::int6
     m_section = m_set.InsertSectionAtIndex(section.release(), m_set.GetNumSec());
 }
 
-void CPointSet_QELParser::DeserialiseNmsData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("NORMALS", bytes, 24);
-    section.AddMetaData(CPtsData::nms);
-    m_data.GetStream().SeekGetPosition(position);
-    GetComponents(m_data.GetStream(), section.GetNumPts(), 3,
-                  [&](int i, double const* v) { section.set_Nms(i, CVector3<double>(v[0], v[1], v[2])); });
-}
-
-void CPointSet_QELParser::DeserialiseCptData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("CPOINTS", bytes, 24);
-    section.AddMetaData(CPtsData::cpt);
-    m_data.GetStream().SeekGetPosition(position);
-    GetComponents(m_data.GetStream(), section.GetNumPts(), 3,
-                  [&](int i, double const* v) { section.set_CPt(i, CPoint3<double>(v[0], v[1], v[2])); });
-}
-
-void CPointSet_QELParser::DeserialiseCnmData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("CNORMALS", bytes, 24);
-    section.AddMetaData(CPtsData::cnm);
-    m_data.GetStream().SeekGetPosition(position);
-    GetComponents(m_data.GetStream(), section.GetNumPts(), 3,
-                  [&](int i, double const* v) { section.set_CNm(i, CVector3<double>(v[0], v[1], v[2])); });
-}
-
-void CPointSet_QELParser::DeserialiseCuvData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("UVS", bytes, 16);
-    section.AddMetaData(CPtsData::cuv);
-    m_data.GetStream().SeekGetPosition(position);
-    GetComponents(m_data.GetStream(), section.GetNumPts(), 2,
-                  [&](int i, double const* v) { section.set_CUV(i, CPoint2<double>(v[0], v[1])); });
-}
-
-void CPointSet_QELParser::DeserialiseColData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("COLOURS", bytes, 24);
-    section.AddMetaData(CPtsData::col);
-    m_data.GetStream().SeekGetPosition(position);
-    GetComponents(m_data.GetStream(), section.GetNumPts(), 3,
-                  [&](int i, double const* v) { section.set_Col(i, CPoint3<double>(v[0], v[1], v[2])); });
-}
-
-void CPointSet_QELParser::DeserialiseErrData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("ERRORS", bytes, 8);
-    section.AddMetaData(CPtsData::err);
-    m_data.GetStream().SeekGetPosition(position);
-    GetScalars<double>(m_data.GetStream(), section.GetNumPts(),
-                       [&](int i, double v) { section.set_Err(i, v); });
-}
-
-void CPointSet_QELParser::DeserialiseIndData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("INDICES", bytes, 4);
-    section.AddMetaData(CPtsData::ind);
-    m_data.GetStream().SeekGetPosition(position);
-    GetScalars<std::int32_t>(m_data.GetStream(), section.GetNumPts(),
-                             [&](int i, std::int32_t v) { section.set_Ind(i, v); });
-}
-
-void CPointSet_QELParser::DeserialiseVelData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("VELS", bytes, 8);
-    section.AddMetaData(CPtsData::vel);
-    m_data.GetStream().SeekGetPosition(position);
-    GetScalars<double>(m_data.GetStream(), section.GetNumPts(),
-                       [&](int i, double v) { section.set_Vel(i, v); });
-}
-
-void CPointSet_QELParser::DeserialiseStaData(std::int64_t position, std::int64_t bytes) {
-    CPointSet_Section& section = Current("STATUSES", bytes, 2);
-    section.AddMetaData(CPtsData::sta);
-    m_data.GetStream().SeekGetPosition(position);
-    GetScalars<std::int16_t>(m_data.GetStream(), section.GetNumPts(),
-                             [&](int i, std::int16_t v) { section.set_Sta(i, v); });
+void CPointSet_QELParser::DeserialiseAttributeData(SPointAttribute const& a, std::int64_t position,
+                                                   std::int64_t bytes) {
+    VisitPointElement(a.element, [&]<EPointElement E>() {
+        using T = PointElement_t<E>;
+        constexpr bool kRaw = std::is_arithmetic_v<T>;
+        if constexpr (E != EPointElement::Pointer) {
+            CPointSet_Section& section =
+                Current(TagText(a.tag).c_str(), bytes, kRaw ? int(sizeof(T)) : 8 * kPointComponents<E>);
+            section.AddMetaData(PointAttributeFlag(a));
+            auto& collection = PointAttributeCollection<E>(section, a);
+            m_data.GetStream().SeekGetPosition(position);
+            if constexpr (kRaw)
+                GetScalars<T>(m_data.GetStream(), section.GetNumPts(),
+                              [&](int i, T v) { collection.Set(i, v); });
+            else
+                GetComponents(m_data.GetStream(), section.GetNumPts(), kPointComponents<E>,
+                              [&](int i, double const* v) { collection.Set(i, FromComponents<E>(v)); });
+        }
+    });
 }
 
 void CPointSet_QELParser::DeserialiseUserData(std::int64_t position, std::int64_t bytes) {

@@ -3,12 +3,14 @@
 // (formats/CQELParser.h; layout in docs/qel-format.md).
 //
 // The record is a sequence of chunks (8-byte tag padded with spaces, 32-bit
-// byte count, bytes). For each section: "NAME    " (the set's name),
-// "POINTS  " (x, y, z doubles per point), then one chunk per attribute the
-// section carries ("NORMALS ", "CPOINTS ", "CNORMALS", "UVS     ",
-// "COLOURS ", "ERRORS  ", "INDICES ", "VELS    ", "STATUSES"); the set's user
-// data follow the last section as "METADATA" when there are any. User
-// pointers are never stored. A set without sections is a lone "NAME    "
+// byte count, bytes). For each section: "NAME    " (the set's name), then
+// one chunk per attribute the section carries, in the order and with the tags
+// of kPointAttributes (entities/CPtsData.h): "POINTS  " (x, y, z doubles per
+// point) first, "NORMALS ", "CPOINTS ", "CNORMALS", "UVS     ", "COLOURS ",
+// "ERRORS  ", "INDICES ", "VELS    ", "STATUSES"; vectors as their
+// components in doubles, scalars as their own bytes. The set's user data
+// follow the last section as "METADATA" when there are any. User pointers
+// are never stored. A set without sections is a lone "NAME    "
 // chunk. The index block carries the number of sections (field 1) and of
 // points (field 2).
 #pragma once
@@ -23,6 +25,7 @@ class CExportData;
 class CImportData;
 class CPointSet;
 class CPointSet_Section;
+struct SPointAttribute;
 
 class QEL_API CPointSet_QELParser {
   public:
@@ -42,18 +45,12 @@ class QEL_API CPointSet_QELParser {
     CPointSet_QELParser(CPointSet& set, CImportData& data);
     void Run();
 
-    // One reader per tag, each given the chunk's position and byte count.
+    // The readers, each given the chunk's position and byte count.
     void DeserialiseNameData(std::int64_t position, std::int64_t bytes);
     void DeserialisePointsData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseNmsData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseCptData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseCnmData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseCuvData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseColData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseErrData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseIndData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseVelData(std::int64_t position, std::int64_t bytes);
-    void DeserialiseStaData(std::int64_t position, std::int64_t bytes);
+    // Any other attribute of kPointAttributes.
+    void DeserialiseAttributeData(SPointAttribute const& attribute, std::int64_t position,
+                                  std::int64_t bytes);
     void DeserialiseUserData(std::int64_t position, std::int64_t bytes);
 
     // The current section, after checking that the chunk holds elementBytes per point.

@@ -2,11 +2,25 @@
 #include "entities/CPointSet_Section.h"
 
 #include "core/CQEL_Operation.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Base.h"
 
 namespace QEL::Core {
 
 namespace {
+
+// The row of the attribute at position (its bit's position).
+constexpr SPointAttribute const& RowAt(int position) {
+    for (SPointAttribute const& a : kPointAttributes)
+        if (PointAttributePosition(a) == position) return a;
+    return kPointAttributes[0];
+}
+// A named member holds the collection class of its row.
+template <class Member>
+constexpr bool Holds(int position) {
+    return VisitPointElement(RowAt(position).element,
+                             []<EPointElement E>() { return std::is_same_v<Member, PointCollection_t<E>>; });
+}
 
 [[noreturn]] void ThrowBadIndex(char const* operation, bool present) {
     // Only reached on failure: the location names the accessor.
@@ -51,6 +65,14 @@ CPointSet_Section::CPointSet_Section()
       m_sta(this, false),
       m_ind(this, false),
       m_usr(this, false) {
+    static_assert(Holds<decltype(m_pts)>(0) && Holds<decltype(m_nms)>(1) && Holds<decltype(m_cuv)>(2) &&
+                  Holds<decltype(m_cpt)>(3) && Holds<decltype(m_cnm)>(4) && Holds<decltype(m_col)>(5) &&
+                  Holds<decltype(m_err)>(6) && Holds<decltype(m_vel)>(7) && Holds<decltype(m_sta)>(8) &&
+                  Holds<decltype(m_ind)>(9) && Holds<decltype(m_usr)>(10));
+    for (int position = kNamed; position < CPtsData::kCount; ++position)
+        m_more[std::size_t(position - kNamed)].reset(VisitPointElement(
+            RowAt(position).element,
+            [this]<EPointElement E>() -> ICollection* { return new PointCollection_t<E>(this, false); }));
     Init();
 }
 
@@ -91,6 +113,13 @@ void CPointSet_Section::Init() {
     m_sta.SetDefaultValue(std::int16_t(0));
     m_ind.SetDefaultValue(std::int32_t(-1));
     m_usr.SetDefaultValue(nullptr);
+    for (int position = kNamed; position < CPtsData::kCount; ++position) {
+        SPointAttribute const& row = RowAt(position);
+        VisitPointElement(row.element, [&]<EPointElement E>() {
+            double const fill[3] = {row.fill, row.fill, row.fill};
+            PointAttributeCollection<E>(*this, row).SetDefaultValue(FromComponents<E>(fill));
+        });
+    }
 }
 
 void CPointSet_Section::SetModifiedFlag(bool* flag) {
@@ -105,6 +134,12 @@ void CPointSet_Section::SetModifiedFlag(bool* flag) {
     m_sta.SetDataModifiedFlag(flag);
     m_ind.SetDataModifiedFlag(flag);
     m_usr.SetDataModifiedFlag(flag);
+    for (int position = kNamed; position < CPtsData::kCount; ++position) {
+        SPointAttribute const& row = RowAt(position);
+        VisitPointElement(row.element, [&]<EPointElement E>() {
+            PointAttributeCollection<E>(*this, row).SetDataModifiedFlag(flag);
+        });
+    }
 }
 
 void CPointSet_Section::CopyFrom(CPointSet_Section const& other, CPtsData flags) {

@@ -20,7 +20,9 @@
 // its derived data (bounds, centre of mass, error statistics) stay current.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "core/CCollection_Internal.h"
@@ -196,6 +198,11 @@ class QEL_API CPointSet_Section : public CDataManager {
     CCollection_Internal<std::int16_t> m_sta;
     CCollection_Internal<std::int32_t> m_ind;
     CCollection_Internal<void*> m_usr;
+    // The collections of the table's rows beyond the named ones
+    // (kPointAttributes), in bit order after them; reached through
+    // entities/CPointSet_Attributes.h.
+    static constexpr int kNamed = 11;
+    std::array<std::unique_ptr<ICollection>, CPtsData::kCount - kNamed> m_more;
     CPointSet_Base* m_owner = nullptr;
 };
 

@@ -4,6 +4,7 @@
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_Output_Events.h"
 #include "entities/CPointSet.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Section.h"
 #include "formats/CPointSetParser.h"
 
@@ -24,22 +25,27 @@ void CPointSectionAppender::Flush() {
     // Positions in one pass over the section's array (one change mark).
     CPointSet_Section::Point* const points = section.EditPts().data() + base;
     for (int r = 0; r < count; ++r) {
-        SPointRow const& row = m_rows[std::size_t(r)];
-        points[r].x = row.x, points[r].y = row.y, points[r].z = row.z;
+        double const* const v = m_rows[std::size_t(r)].value;
+        points[r].x = v[0], points[r].y = v[1], points[r].z = v[2];
     }
-    bool const normals = m_flags.Contains(CPtsData::nms);
-    bool const uvs = m_flags.Contains(CPtsData::cuv);
-    bool const errors = m_flags.Contains(CPtsData::err);
-    bool const vels = m_flags.Contains(CPtsData::vel);
-    if (normals || uvs || errors || vels)
-        for (int r = 0; r < count; ++r) {
-            SPointRow const& row = m_rows[std::size_t(r)];
-            int const at = base + r;
-            if (normals) section.set_Nms(at, CVector3<double>(row.i, row.j, row.k));
-            if (uvs) section.set_CUV(at, CPoint2<double>(row.u, row.v));
-            if (errors) section.set_Err(at, row.e);
-            if (vels) section.set_Vel(at, row.vel);
-        }
+    // The other attributes that have columns, in the slots of their columns.
+    for (int a = 0; a < CPtsData::kCount; ++a) {
+        SPointAttribute const& attribute = kPointAttributes[a];
+        int const slot = kAscColumns.first[a];
+        if (slot < 0 || attribute.bit == CPtsData::def.GetBits() ||
+            !m_flags.Contains(PointAttributeFlag(attribute)))
+            continue;
+        VisitPointElement(attribute.element, [&]<EPointElement E>() {
+            if constexpr (E != EPointElement::Pointer) {
+                auto& collection = PointAttributeCollection<E>(section, attribute);
+                for (int r = 0; r < count; ++r)
+                    collection.Set(base + r, FromComponents<E>(m_rows[std::size_t(r)].value + slot));
+            }
+        });
+    }
+    if (m_flags.Contains(CPtsData::vel))
+        for (int r = 0; r < count; ++r)
+            section.set_Vel(base + r, m_rows[std::size_t(r)].vel);
     m_points += count;
     m_count = 0;
 }

@@ -19,14 +19,64 @@ class CPointSet_Section;
 // A point set counts its points in an int; readers stop well before.
 constexpr int kMaxPointsInSet = 1000000000;
 
-// One point as a reader sees it: every attribute the text formats carry.
-struct SPointRow {
-    double x = 0, y = 0, z = 0;
-    double i = 0, j = 0, k = 0;  // normal
-    double u = 0, v = 0;         // parameter pair
-    double e = 0;                // error value
-    double vel = 0;              // velocity
+// The ".asc" columns of kPointAttributes: each column name once, in table
+// order, with the row that introduced it (a later row naming the same
+// columns shares them). Slot i of a point's values is column i; x y z are 0..2.
+struct SAscColumns {
+    struct SColumn {
+        char name[4];
+        int row;  // in kPointAttributes
+    };
+    SColumn column[16] = {};
+    int count = 0;
+    int first[CPtsData::kCount] = {};  // a row's first slot, -1 when it has no columns
+
+    // Slot of name, -1 when no row names it.
+    constexpr int Find(char const* name, int length) const {
+        for (int c = 0; c < count; ++c) {
+            int k = 0;
+            while (k < length && column[c].name[k] != '\0' && (column[c].name[k] | 0x20) == (name[k] | 0x20))
+                ++k;
+            if (k == length && column[c].name[k] == '\0') return c;
+        }
+        return -1;
+    }
 };
+
+constexpr SAscColumns MakeAscColumns() {
+    SAscColumns layout;
+    for (int r = 0; r < CPtsData::kCount; ++r) {
+        layout.first[r] = -1;
+        char const* text = kPointAttributes[r].columns;
+        for (int at = 0; text[at] != '\0';) {
+            while (text[at] == ' ')
+                ++at;
+            int length = 0;
+            while (text[at + length] != '\0' && text[at + length] != ' ')
+                ++length;
+            if (length == 0) break;
+            int slot = layout.Find(text + at, length);
+            if (slot < 0) {
+                slot = layout.count++;
+                for (int k = 0; k < length && k < 3; ++k)
+                    layout.column[slot].name[k] = text[at + k];
+                layout.column[slot].row = r;
+            }
+            if (layout.first[r] < 0) layout.first[r] = slot;
+            at += length;
+        }
+    }
+    return layout;
+}
+inline constexpr SAscColumns kAscColumns = MakeAscColumns();
+
+// One point as a reader sees it: the values of the ".asc" columns (x, y, z
+// first) and the velocity of a ".cut" move.
+struct SPointRow {
+    double value[16] = {};
+    double vel = 0;
+};
+static_assert(kAscColumns.count <= 16);
 
 // Collects rows for the current section of a target and adds them in
 // batches, so that the section grows once per batch rather than per point.
@@ -62,7 +112,7 @@ class CPointSectionAppender {
     void AddPosition(double x, double y, double z) {
         if (m_count == kBatch) Flush();
         SPointRow& row = m_rows[std::size_t(m_count++)];
-        row.x = x, row.y = y, row.z = z;
+        row.value[0] = x, row.value[1] = y, row.value[2] = z;
     }
 
     // Adds the rows collected so far to the section (made now if need be).

@@ -9,6 +9,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_Timer.h"
 #include "entities/CPointSet.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Section.h"
 #include "formats/CPointFileWriter.h"
 #include "formats/CPointSectionAppender.h"
@@ -24,36 +25,21 @@ namespace {
 // The feed written for a move of a section without velocities.
 constexpr char const* kDefaultFeed = " 1250";
 
-enum class EColumn : unsigned char { X, Y, Z, I, J, K, U, V, E, Ignored };
-
+// The columns named by a header: the slot of each (kAscColumns), -1 ignored.
 struct SColumns {
-    std::array<EColumn, 9> column{};
+    std::array<int, 9> slot{};
     int count = 0;
     CPtsData flags = CPtsData::def;
 
     static SColumns XYZ() {
         SColumns c;
-        c.column[0] = EColumn::X, c.column[1] = EColumn::Y, c.column[2] = EColumn::Z;
+        c.slot[0] = 0, c.slot[1] = 1, c.slot[2] = 2;
         c.count = 3;
         return c;
     }
     // Positions only, in order: rows need no other field.
-    bool PositionsOnly() const {
-        return count == 3 && column[0] == EColumn::X && column[1] == EColumn::Y && column[2] == EColumn::Z;
-    }
+    bool PositionsOnly() const { return count == 3 && slot[0] == 0 && slot[1] == 1 && slot[2] == 2; }
 };
-
-EColumn ColumnOf(std::string_view name) {
-    static constexpr struct {
-        char const* name;
-        EColumn column;
-    } kNames[] = {{"x", EColumn::X}, {"y", EColumn::Y}, {"z", EColumn::Z},
-                  {"i", EColumn::I}, {"j", EColumn::J}, {"k", EColumn::K},
-                  {"u", EColumn::U}, {"v", EColumn::V}, {"e", EColumn::E}};
-    for (auto const& entry : kNames)
-        if (Text::EqualsNoCase(name, entry.name)) return entry.column;
-    return EColumn::Ignored;
-}
 
 // The columns named after "scan" (up to 9); a "scan" line naming none reads x y z.
 SColumns ParseHeader(std::string_view rest, std::int64_t& unknownNames) {
@@ -61,61 +47,14 @@ SColumns ParseHeader(std::string_view rest, std::int64_t& unknownNames) {
     while (columns.count < 9) {
         std::string_view const name = Text::FirstWord(rest, &rest);
         if (name.empty()) break;
-        EColumn const column = ColumnOf(name);
-        if (column == EColumn::Ignored && name != "?") ++unknownNames;
-        columns.column[std::size_t(columns.count++)] = column;
-        switch (column) {
-            case EColumn::I:
-            case EColumn::J:
-            case EColumn::K:
-                columns.flags = columns.flags | CPtsData::nms;
-                break;
-            case EColumn::U:
-            case EColumn::V:
-                columns.flags = columns.flags | CPtsData::cuv;
-                break;
-            case EColumn::E:
-                columns.flags = columns.flags | CPtsData::err;
-                break;
-            default:
-                break;
-        }
+        int const slot = name.size() <= 3 ? kAscColumns.Find(name.data(), int(name.size())) : -1;
+        if (slot < 0 && name != "?") ++unknownNames;
+        columns.slot[std::size_t(columns.count++)] = slot;
+        if (slot >= 0)
+            columns.flags =
+                columns.flags | PointAttributeFlag(kPointAttributes[kAscColumns.column[slot].row]);
     }
     return columns.count == 0 ? SColumns::XYZ() : columns;
-}
-
-void Assign(SPointRow& row, EColumn column, double value) {
-    switch (column) {
-        case EColumn::X:
-            row.x = value;
-            break;
-        case EColumn::Y:
-            row.y = value;
-            break;
-        case EColumn::Z:
-            row.z = value;
-            break;
-        case EColumn::I:
-            row.i = value;
-            break;
-        case EColumn::J:
-            row.j = value;
-            break;
-        case EColumn::K:
-            row.k = value;
-            break;
-        case EColumn::U:
-            row.u = value;
-            break;
-        case EColumn::V:
-            row.v = value;
-            break;
-        case EColumn::E:
-            row.e = value;
-            break;
-        case EColumn::Ignored:
-            break;
-    }
 }
 
 // A "scan" line (any case), with the text after the word in rest. Data lines
@@ -165,7 +104,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
             }
             SPointRow& row = appender.NextRow();
             for (int c = 0; c < std::min(n, columns.count); ++c)
-                Assign(row, columns.column[std::size_t(c)], values[c]);
+                if (int const slot = columns.slot[std::size_t(c)]; slot >= 0) row.value[slot] = values[c];
         });
         appender.Flush();
         WarnSkipped(shortLines, "had fewer values than their section's columns; the missing ones read as 0");
@@ -230,7 +169,7 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
                 appender.SetAttributes(CPtsData::def | CPtsData::vel);
             }
             SPointRow& row = appender.NextRow();
-            row.x = values[0], row.y = values[1], row.z = values[2];
+            row.value[0] = values[0], row.value[1] = values[1], row.value[2] = values[2];
             row.vel = n == 4 ? values[3] / 60.0 : 0.0;
         });
         appender.Flush();
@@ -247,38 +186,43 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
 bool CPointSetParser::WriteASCFile(CQEL_String const& path, CPointSet const& source, bool append,
                                    SPointFileOptions const& options) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::WriteASCFile");
-    struct SLayout {
-        bool normals = false, associated = false, uvs = false, errors = false;
-    };
-    SLayout layout;
+    // Per section, the attribute written in each group of columns (the last
+    // row naming them that the section has), or -1.
+    std::array<int, CPtsData::kCount> written{};
     return WriteTextPointFile(
         op, path, source, append, options,
         [&](CPointSet_Section const& section, CLineWriter& line) {
             CPtsData const flags = section.GetMetaDataFlags();
-            layout.associated = flags.Contains(CPtsData::cnm);
-            layout.normals = layout.associated || flags.Contains(CPtsData::nms);
-            layout.uvs = flags.Contains(CPtsData::cuv);
-            layout.errors = flags.Contains(CPtsData::err);
+            written.fill(-1);
+            for (int a = 0; a < CPtsData::kCount; ++a) {
+                int const slot = kAscColumns.first[a];
+                if (slot >= 0 && flags.Contains(PointAttributeFlag(kPointAttributes[a])))
+                    written[std::size_t(kAscColumns.column[slot].row)] = a;
+            }
             // The header names the columns that follow.
-            line.Literal("scan x y z");
-            if (layout.normals) line.Literal(" i j k");
-            if (layout.uvs) line.Literal(" u v");
-            if (layout.errors) line.Literal(" e");
+            line.Literal("scan");
+            for (int group = 0; group < CPtsData::kCount; ++group)
+                if (written[std::size_t(group)] >= 0) {
+                    line.Literal(" ");
+                    line.Literal(kPointAttributes[group].columns);
+                }
             line.End();
         },
         [&](CPointSet_Section const& section, int i, CLineWriter& line) {
-            auto const& p = section.GetPtsArray().Unsafe_Get(i);
-            line.Value(p.x), line.Value(p.y), line.Value(p.z);
-            if (layout.normals) {
-                auto const& n = layout.associated ? section.GetCNmArray().Unsafe_Get(i)
-                                                  : section.GetNmsArray().Unsafe_Get(i);
-                line.Value(n.x), line.Value(n.y), line.Value(n.z);
+            for (int group = 0; group < CPtsData::kCount; ++group) {
+                int const a = written[std::size_t(group)];
+                if (a < 0) continue;
+                VisitPointElement(kPointAttributes[a].element, [&]<EPointElement E>() {
+                    if constexpr (E != EPointElement::Pointer) {
+                        auto const& array =
+                            PointAttributeCollection<E>(section, kPointAttributes[a]).GetAsArray();
+                        double values[3] = {};
+                        ToComponents<E>(array.Unsafe_Get(i), values);
+                        for (int c = 0; c < kPointComponents<E>; ++c)
+                            line.Value(values[c]);
+                    }
+                });
             }
-            if (layout.uvs) {
-                auto const& uv = section.GetCUVArray().Unsafe_Get(i);
-                line.Value(uv.x), line.Value(uv.y);
-            }
-            if (layout.errors) line.Value(section.GetErrArray().Unsafe_Get(i));
         });
 }
 

@@ -8,6 +8,7 @@
 #include <random>
 
 #include "entities/CPointSet.h"
+#include "entities/CPointSet_Attributes.h"
 #include "entities/CPointSet_Section.h"
 
 namespace QEL::Test {
@@ -16,28 +17,25 @@ using namespace QEL::Core;
 
 // Every storable attribute (all but the user pointer).
 inline CPtsData AllStored() {
-    return CPtsData::def | CPtsData::nms | CPtsData::cuv | CPtsData::cpt | CPtsData::cnm | CPtsData::col |
-           CPtsData::err | CPtsData::vel | CPtsData::sta | CPtsData::ind;
+    CPtsData flags;
+    for (SPointAttribute const& a : kPointAttributes)
+        if (a.tag[0] != '\0') flags = flags | CPtsData(a.bit);
+    return flags;
 }
 
-// Fills every attribute that section carries with values drawn from random.
+// Fills every stored attribute that section carries with values drawn from
+// random (whole numbers where the element type is an integer).
 inline void FillSection(CPointSet_Section& section, std::mt19937& random) {
-    std::uniform_real_distribution<double> value(-1000.0, 1000.0);
-    std::uniform_int_distribution<int> integer(-30000, 30000);
-    auto const v3 = [&] { return CVector3<double>(value(random), value(random), value(random)); };
-    auto const p3 = [&] { return CPoint3<double>(value(random), value(random), value(random)); };
-    CPtsData const flags = section.GetMetaDataFlags();
-    for (int i = 0; i < section.GetNumPts(); ++i) {
-        section.set_Pts(i, p3());
-        if (flags.Contains(CPtsData::nms)) section.set_Nms(i, v3());
-        if (flags.Contains(CPtsData::cuv)) section.set_CUV(i, CPoint2<double>(value(random), value(random)));
-        if (flags.Contains(CPtsData::cpt)) section.set_CPt(i, p3());
-        if (flags.Contains(CPtsData::cnm)) section.set_CNm(i, v3());
-        if (flags.Contains(CPtsData::col)) section.set_Col(i, p3());
-        if (flags.Contains(CPtsData::err)) section.set_Err(i, value(random));
-        if (flags.Contains(CPtsData::vel)) section.set_Vel(i, value(random));
-        if (flags.Contains(CPtsData::sta)) section.set_Sta(i, std::int16_t(integer(random)));
-        if (flags.Contains(CPtsData::ind)) section.set_Ind(i, integer(random) * 1000);
+    std::uniform_int_distribution<int> value(-30000, 30000);
+    for (SPointAttribute const& a : kPointAttributes) {
+        if (a.tag[0] == '\0' || !section.HasMetaData(CPtsData(a.bit))) continue;
+        VisitPointElement(a.element, [&]<EPointElement E>() {
+            auto& collection = PointAttributeCollection<E>(section, a);
+            for (int i = 0; i < section.GetNumPts(); ++i) {
+                double const v[3] = {value(random) / 32.0, value(random) / 32.0, value(random) / 32.0};
+                collection.Set(i, FromComponents<E>(v));
+            }
+        });
     }
 }
 
@@ -58,39 +56,21 @@ inline void ExpectSameSets(CPointSet const& a, CPointSet const& b) {
         SCOPED_TRACE(s);
         CPointSet_Section const& x = a.get_Sec(s);
         CPointSet_Section const& y = b.get_Sec(s);
-        CPtsData const flags = x.GetMetaDataFlags();
-        ASSERT_EQ(flags.GetBits() & AllStored().GetBits(),
-                  y.GetMetaDataFlags().GetBits() & AllStored().GetBits());
+        ASSERT_EQ((x.GetMetaDataFlags() & AllStored()).GetBits(),
+                  (y.GetMetaDataFlags() & AllStored()).GetBits());
         ASSERT_EQ(x.GetNumPts(), y.GetNumPts());
-        for (int i = 0; i < x.GetNumPts(); ++i) {
-            ASSERT_EQ(CPoint3<double>(x.get_Pts(i)), CPoint3<double>(y.get_Pts(i))) << i;
-            if (flags.Contains(CPtsData::nms)) {
-                ASSERT_EQ(x.get_Nms(i), y.get_Nms(i));
-            }
-            if (flags.Contains(CPtsData::cuv)) {
-                ASSERT_EQ(x.get_CUV(i), y.get_CUV(i));
-            }
-            if (flags.Contains(CPtsData::cpt)) {
-                ASSERT_EQ(x.get_CPt(i), y.get_CPt(i));
-            }
-            if (flags.Contains(CPtsData::cnm)) {
-                ASSERT_EQ(x.get_CNm(i), y.get_CNm(i));
-            }
-            if (flags.Contains(CPtsData::col)) {
-                ASSERT_EQ(x.get_Col(i), y.get_Col(i));
-            }
-            if (flags.Contains(CPtsData::err)) {
-                ASSERT_EQ(x.get_Err(i), y.get_Err(i));
-            }
-            if (flags.Contains(CPtsData::vel)) {
-                ASSERT_EQ(x.get_Vel(i), y.get_Vel(i));
-            }
-            if (flags.Contains(CPtsData::sta)) {
-                ASSERT_EQ(x.get_Sta(i), y.get_Sta(i));
-            }
-            if (flags.Contains(CPtsData::ind)) {
-                ASSERT_EQ(x.get_Ind(i), y.get_Ind(i));
-            }
+        for (SPointAttribute const& attribute : kPointAttributes) {
+            if (attribute.tag[0] == '\0' || !x.HasMetaData(CPtsData(attribute.bit))) continue;
+            VisitPointElement(attribute.element, [&]<EPointElement E>() {
+                auto const& xs = PointAttributeCollection<E>(x, attribute).GetAsArray();
+                auto const& ys = PointAttributeCollection<E>(y, attribute).GetAsArray();
+                for (int i = 0; i < x.GetNumPts(); ++i) {
+                    double u[3] = {}, v[3] = {};
+                    ToComponents<E>(xs[i], u);
+                    ToComponents<E>(ys[i], v);
+                    ASSERT_TRUE(u[0] == v[0] && u[1] == v[1] && u[2] == v[2]) << attribute.name << " " << i;
+                }
+            });
         }
     }
 }

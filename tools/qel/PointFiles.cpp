@@ -79,27 +79,15 @@ void WritePointSets(std::string const& path, std::vector<CPointSet const*> const
             throw std::runtime_error("cannot write " + path);
 }
 
+// In bit order, named as the attribute table names them.
 std::string AttributeNames(CPtsData flags) {
-    static constexpr struct {
-        CPtsData const* flag;
-        char const* name;
-    } kNames[] = {{&CPtsData::def, "positions"},
-                  {&CPtsData::nms, "normals"},
-                  {&CPtsData::cuv, "uvs"},
-                  {&CPtsData::cpt, "associated-points"},
-                  {&CPtsData::cnm, "associated-normals"},
-                  {&CPtsData::col, "colours"},
-                  {&CPtsData::err, "errors"},
-                  {&CPtsData::vel, "velocities"},
-                  {&CPtsData::sta, "statuses"},
-                  {&CPtsData::ind, "indices"},
-                  {&CPtsData::usr, "user-pointers"}};
     std::string names;
-    for (auto const& entry : kNames)
-        if (flags.Contains(*entry.flag)) {
-            if (!names.empty()) names += ' ';
-            names += entry.name;
-        }
+    for (int position = 0; position < CPtsData::kCount; ++position)
+        for (SPointAttribute const& attribute : kPointAttributes)
+            if (attribute.bit == 1u << position && flags.Contains(CPtsData(attribute.bit))) {
+                if (!names.empty()) names += ' ';
+                names += attribute.name;
+            }
     return names;
 }
 
