@@ -15,17 +15,6 @@
 
 namespace QEL::Core::Assembly {
 
-void SPointSource::Get(std::int64_t point, double xyz[3]) const {
-    unsigned char const* at = At(point);
-    if (isDouble) {
-        std::memcpy(xyz, at, 24);
-    } else {
-        float f[3];
-        std::memcpy(f, at, 12);
-        xyz[0] = f[0], xyz[1] = f[1], xyz[2] = f[2];
-    }
-}
-
 namespace {
 
 CQEL_Operation const& AssemblyOp() {
@@ -77,11 +66,6 @@ inline std::uint64_t Hash(SKey<std::uint32_t> const& k) {
 inline std::uint64_t Hash(SKey<std::uint64_t> const& k) {
     return Mix(k.w[0] * 0x9E3779B97F4A7C15ull ^ std::rotl(k.w[1] * 0xC2B2AE3D27D4EB4Full, 21) ^
                std::rotl(k.w[2] * 0x165667B19E3779F9ull, 42));
-}
-
-// Which part owns a hash: its high bits (the table uses the low ones).
-inline int PartOf(std::uint64_t h, int parts) {
-    return int((std::uint64_t(std::uint32_t(h >> 32)) * parts) >> 32);
 }
 
 // Open addressing with the key in the slot, so that a probe touches one
@@ -178,111 +162,131 @@ class CRecentPoints {
     std::unique_ptr<SSlot[]> m_slots;
 };
 
-// Part `part` of `parts` welds the points whose hash it owns, in point
-// order; ids[i] = local id << shift | part, and first[local] = i.
+// A batch of points whose table slots are fetched ahead (prefetch) before
+// any is looked up, so that their cache misses overlap; they are then
+// looked up in order, which keeps the numbering.
 template <class Word>
-void WeldPart(SPointSource const& source, int part, int parts, int shift, int* ids, std::vector<int>& first) {
-    CWeldTable<Word> table(source.Count() / parts / 6);
-    CRecentPoints<Word> recent;
-    std::uint32_t const limit = std::uint32_t(1) << (31 - shift);
-    int const groupSize = source.groupSize;
-    // Points the cache does not know wait in a batch whose table slots are
-    // fetched ahead (prefetch), so that their cache misses overlap; the
-    // batch is then looked up in point order, which keeps the numbering.
-    constexpr int kBatch = 16;
+class CBatchedLookUp {
+  public:
+    static constexpr int kBatch = 16;
+    // done(item, id, inserted) for each item after the look-up.
+    template <class Done>
+    void Add(CWeldTable<Word>& table, SKey<Word> const& key, std::uint64_t hash, std::int64_t item,
+             Done&& done) {
+        table.Prefetch(hash);
+        m_pending[m_count++] = {key, hash, item};
+        if (m_count == kBatch) Flush(table, done);
+    }
+    template <class Done>
+    void Flush(CWeldTable<Word>& table, Done&& done) {
+        for (int j = 0; j < m_count; ++j) {
+            bool inserted = false;
+            std::uint32_t const id = table.FindOrInsert(m_pending[j].key, m_pending[j].hash, inserted);
+            done(m_pending[j], id, inserted);
+        }
+        m_count = 0;
+    }
+
     struct SPending {
         SKey<Word> key;
         std::uint64_t hash;
-        std::int64_t point;
+        std::int64_t item;
     };
-    SPending pending[kBatch];
-    int count = 0;
-    auto lookUp = [&] {
-        for (int j = 0; j < count; ++j) {
-            SPending const& p = pending[j];
-            bool inserted = false;
-            std::uint32_t const id = table.FindOrInsert(p.key, p.hash, inserted);
-            if (inserted) {
-                if (id >= limit)
-                    AssemblyOp().Throw(QEL_INVALID_PARAMETER, "corners", "Too many distinct vertices");
-                first.push_back(int(p.point));
-            }
-            recent.Put(p.key, p.hash, id);
-            ids[p.point] = int((id << shift) | std::uint32_t(part));
-        }
-        count = 0;
+
+  private:
+    SPending m_pending[kBatch];
+    int m_count = 0;
+};
+
+// Welds the points of groups [begin, end) into table: ids[i] becomes the
+// point's id in the table, and first lists each new id's first point.
+template <class Word>
+void WeldRange(SPointSource const& source, std::int64_t begin, std::int64_t end, CWeldTable<Word>& table,
+               int* ids, std::vector<int>& first) {
+    CRecentPoints<Word> recent;
+    CBatchedLookUp<Word> batch;
+    auto done = [&](typename CBatchedLookUp<Word>::SPending const& p, std::uint32_t id, bool inserted) {
+        if (inserted) first.push_back(int(p.item));
+        recent.Put(p.key, p.hash, id);
+        ids[p.item] = int(id);
     };
-    for (std::int64_t g = 0; g < source.groups; ++g) {
+    int const groupSize = source.groupSize;
+    for (std::int64_t g = begin; g < end; ++g) {
         unsigned char const* group = source.first + g * source.groupStride;
         for (int k = 0; k < groupSize; ++k) {
             SKey<Word> const key = LoadKey<Word>(group + k * source.pointStride);
             std::uint64_t const h = Hash(key);
-            if (parts > 1 && PartOf(h, parts) != part) continue;
             std::int64_t const i = g * groupSize + k;
             int const known = recent.Find(key, h);
-            if (known >= 0) {
-                ids[i] = int((std::uint32_t(known) << shift) | std::uint32_t(part));
-                continue;
-            }
-            table.Prefetch(h);
-            pending[count++] = {key, h, i};
-            if (count == kBatch) lookUp();
+            if (known >= 0)
+                ids[i] = known;
+            else
+                batch.Add(table, key, h, i, done);
         }
     }
-    lookUp();
+    batch.Flush(table, done);
+}
+
+// Each part welds its own range of points into a table of its own, side by
+// side; then the vertices of parts 1, 2, ... are looked up in the table of
+// part 0, in order, which numbers the new ones after it, and the parts'
+// ids are mapped side by side. Numbering by first point holds throughout:
+// a part's points all come after those of the parts before it.
+template <class Word>
+int WeldInParts(SPointSource const& source, int* ids, CBuffer<int>& vertexPoint) {
+    std::int64_t const count = source.Count();
+    int const parts = PartsForElements(count);
+    auto groupBegin = [&](int part) { return source.groups * part / parts; };
+    std::vector<std::unique_ptr<CWeldTable<Word>>> tables(static_cast<std::size_t>(parts));
+    std::vector<std::vector<int>> first(static_cast<std::size_t>(parts));
+    RunInParts(parts, [&](int part) {
+        std::int64_t const groups = groupBegin(part + 1) - groupBegin(part);
+        tables[std::size_t(part)] = std::make_unique<CWeldTable<Word>>(groups * source.groupSize / 6);
+        first[std::size_t(part)].reserve(std::size_t(groups * source.groupSize / 6 + 16));
+        WeldRange(source, groupBegin(part), groupBegin(part + 1), *tables[std::size_t(part)], ids,
+                  first[std::size_t(part)]);
+    });
+
+    std::vector<int>& vertices = first[0];
+    CWeldTable<Word>& global = *tables[0];
+    std::vector<std::vector<int>> map(static_cast<std::size_t>(parts));
+    for (int part = 1; part < parts; ++part) {
+        tables[std::size_t(part)].reset();
+        std::vector<int> const& local = first[std::size_t(part)];
+        std::vector<int>& to = map[std::size_t(part)];
+        to.resize(local.size());
+        CBatchedLookUp<Word> batch;
+        auto done = [&](typename CBatchedLookUp<Word>::SPending const& p, std::uint32_t id, bool inserted) {
+            if (inserted) vertices.push_back(local[std::size_t(p.item)]);
+            to[std::size_t(p.item)] = int(id);
+        };
+        for (std::size_t l = 0; l < local.size(); ++l) {
+            SKey<Word> const key = LoadKey<Word>(source.At(local[l]));
+            batch.Add(global, key, Hash(key), std::int64_t(l), done);
+        }
+        batch.Flush(global, done);
+    }
+    if (vertices.size() > std::size_t(std::numeric_limits<int>::max()))
+        AssemblyOp().Throw(QEL_INVALID_PARAMETER, "corners", "Too many distinct vertices");
+    vertexPoint = CBuffer<int>(std::int64_t(vertices.size()));
+    std::copy(vertices.begin(), vertices.end(), vertexPoint.data());
+    if (parts > 1)
+        RunInParts(parts - 1, [&](int p) {
+            int const part = p + 1;
+            std::vector<int> const& to = map[std::size_t(part)];
+            for (std::int64_t i = groupBegin(part) * source.groupSize,
+                              end = groupBegin(part + 1) * source.groupSize;
+                 i < end; ++i)
+                ids[i] = to[std::size_t(ids[i])];
+        });
+    return int(vertices.size());
 }
 
 }  // namespace
 
 int Weld(SPointSource const& source, int* ids, CBuffer<int>& vertexPoint) {
-    std::int64_t const count = source.Count();
-    int const parts = PartsForElements(count);
-    int const shift = parts > 1 ? std::bit_width(unsigned(parts - 1)) : 0;
-    std::vector<std::vector<int>> first(static_cast<std::size_t>(parts));
-    for (auto& list : first)
-        list.reserve(std::size_t(count / parts / 4 + 16));
-    RunInParts(parts, [&](int part) {
-        if (source.isDouble)
-            WeldPart<std::uint64_t>(source, part, parts, shift, ids, first[std::size_t(part)]);
-        else
-            WeldPart<std::uint32_t>(source, part, parts, shift, ids, first[std::size_t(part)]);
-    });
-    std::int64_t vertices = 0;
-    for (auto const& list : first)
-        vertices += std::int64_t(list.size());
-    vertexPoint = CBuffer<int>(vertices);
-    if (parts == 1) {
-        std::copy(first[0].begin(), first[0].end(), vertexPoint.data());
-        return int(vertices);
-    }
-
-    // Number the vertices in the order of their first points: merge the
-    // parts' lists (each in point order) and turn local ids into global ones.
-    std::vector<std::vector<int>> global(static_cast<std::size_t>(parts));
-    std::vector<std::size_t> next(std::size_t(parts), 0);
-    for (int p = 0; p < parts; ++p)
-        global[std::size_t(p)].resize(first[std::size_t(p)].size());
-    for (int v = 0; v < vertices; ++v) {
-        int best = -1;
-        for (int p = 0; p < parts; ++p) {
-            std::size_t const at = next[std::size_t(p)];
-            if (at < first[std::size_t(p)].size() &&
-                (best < 0 || first[std::size_t(p)][at] < first[std::size_t(best)][next[std::size_t(best)]]))
-                best = p;
-        }
-        std::size_t& at = next[std::size_t(best)];
-        vertexPoint[v] = first[std::size_t(best)][at];
-        global[std::size_t(best)][at++] = v;
-    }
-    unsigned const mask = (1u << shift) - 1;
-    RunInParts(parts, [&](int part) {
-        std::int64_t const begin = count * part / parts, end = count * (part + 1) / parts;
-        for (std::int64_t i = begin; i < end; ++i) {
-            unsigned const code = unsigned(ids[i]);
-            ids[i] = global[code & mask][code >> shift];
-        }
-    });
-    return int(vertices);
+    return source.isDouble ? WeldInParts<std::uint64_t>(source, ids, vertexPoint)
+                           : WeldInParts<std::uint32_t>(source, ids, vertexPoint);
 }
 
 // --- welding within a tolerance --------------------------------------------------

@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 
 #include "core/CQEL_Allocate.h"
@@ -76,9 +77,19 @@ struct SPointSource {
 
     std::int64_t Count() const { return groups * groupSize; }
     unsigned char const* At(std::int64_t point) const {
+        if (groupSize == 1) return first + point * groupStride;
         return first + (point / groupSize) * groupStride + (point % groupSize) * pointStride;
     }
-    void Get(std::int64_t point, double xyz[3]) const;
+    void Get(std::int64_t point, double xyz[3]) const {
+        unsigned char const* at = At(point);
+        if (isDouble) {
+            std::memcpy(xyz, at, 24);
+        } else {
+            float f[3];
+            std::memcpy(f, at, 12);
+            xyz[0] = f[0], xyz[1] = f[1], xyz[2] = f[2];
+        }
+    }
 };
 
 // Welds the points of source. ids[i] becomes the vertex of point i (ids
