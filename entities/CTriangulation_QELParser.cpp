@@ -26,17 +26,18 @@ CQEL_Operation const& ReadOp() {
     return op;
 }
 
-// Only these attributes are written; the others are computed or pointers.
+// Only these flags are written: the elements' own (Pts, Tris) and the stored
+// attributes; the others are computed or pointers.
 constexpr std::uint32_t StoredPtsMask() {
     std::uint32_t mask = 0;
     for (auto const& a : kTrisPtsAttributes)
-        if (a.stored && a.elementSize > 0) mask |= a.flag.GetBits();
+        if (a.stored) mask |= a.flag.GetBits();
     return mask;
 }
 constexpr std::uint32_t StoredTrisMask() {
     std::uint32_t mask = 0;
     for (auto const& a : kTrisTrisAttributes)
-        if (a.stored && a.elementSize > 0) mask |= a.flag.GetBits();
+        if (a.stored) mask |= a.flag.GetBits();
     return mask;
 }
 

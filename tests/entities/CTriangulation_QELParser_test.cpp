@@ -214,6 +214,10 @@ TEST(TriangulationRecord, WritesTheChunksTheAttributesCallForAndCountsInTheIndex
     EXPECT_EQ(data.GetIndexField2(), 12);
     // TRISHEAD + VERTICES + CORNERS + PAIRS + VEDGES; no name, no attribute chunk.
     EXPECT_EQ(data.SizeInBytes(), 5 * 12 + 16 + 8 * 24 + 12 * 12 + 12 * 12 + 8 * 4);
+    std::vector<unsigned char> const cubeBytes = RecordBytes(cube);
+    std::int32_t head[4];
+    std::memcpy(head, &cubeBytes[ChunkAt(cubeBytes, "TRISHEAD")], 16);
+    EXPECT_THAT(head, ::testing::ElementsAre(8, 12, 0x1, 0x1));  // the elements' bits; computed ones never
 
     std::vector<unsigned char> const bytes = RecordBytes(FullMesh());
     std::vector<std::string> tags;
