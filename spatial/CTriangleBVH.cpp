@@ -88,86 +88,101 @@ void CTriangleBVH::Build(std::span<CPoint3<double> const> corners, std::span<int
         m_ids.clear();
         if (n == 0) return;
 
-        std::vector<int> order(n);
-        std::vector<CPoint3<double>> centroids(n);
+        // Centroids and indices side by side: the partitioning reads them in
+        // sequence instead of chasing indices.
+        std::vector<SItem> items(n);
         for (std::size_t i = 0; i < n; ++i) {
-            order[i] = int(i);
             CPoint3<double> const& a = corners[3 * i];
             CPoint3<double> const& b = corners[3 * i + 1];
             CPoint3<double> const& c = corners[3 * i + 2];
-            centroids[i] =
-                CPoint3<double>((a.x + b.x + c.x) / 3.0, (a.y + b.y + c.y) / 3.0, (a.z + b.z + c.z) / 3.0);
+            items[i] = {{(a.x + b.x + c.x) / 3.0, (a.y + b.y + c.y) / 3.0, (a.z + b.z + c.z) / 3.0}, int(i)};
         }
         m_nodes.reserve(2 * (n / kLeafSize + 1));
-        BuildNode(order, centroids, corners, 0, int(n));
+        BuildNode(items, corners, 0, int(n));
 
         m_corners.resize(3 * n);
         m_ids.resize(n);
         for (std::size_t i = 0; i < n; ++i) {
-            int const t = order[i];
-            for (int k = 0; k < 3; ++k)
-                m_corners[3 * i + std::size_t(k)] = corners[3 * std::size_t(t) + std::size_t(k)];
-            m_ids[i] = ids.empty() ? t : ids[std::size_t(t)];
+            std::size_t const t = std::size_t(items[i].index);
+            for (std::size_t k = 0; k < 3; ++k)
+                m_corners[3 * i + k] = corners[3 * t + k];
+            m_ids[i] = ids.empty() ? int(t) : ids[t];
         }
     });
 }
 
-int CTriangleBVH::BuildNode(std::vector<int>& order, std::vector<CPoint3<double>> const& centroids,
-                            std::span<CPoint3<double> const> corners, int first, int count) {
+int CTriangleBVH::BuildNode(std::vector<SItem>& items, std::span<CPoint3<double> const> corners, int first,
+                            int count) {
     int const index = int(m_nodes.size());
     m_nodes.push_back({});
     SNode node{};
-    double clo[3], chi[3];
-    for (int c = 0; c < 3; ++c) {
-        node.lo[c] = clo[c] = HUGE_VAL;
-        node.hi[c] = chi[c] = -HUGE_VAL;
-    }
-    for (int i = first; i < first + count; ++i) {
-        std::size_t const t = std::size_t(order[std::size_t(i)]);
-        for (int k = 0; k < 3; ++k)
-            for (int c = 0; c < 3; ++c) {
-                double const v = corners[3 * t + std::size_t(k)][c];
-                node.lo[c] = std::min(node.lo[c], v);
-                node.hi[c] = std::max(node.hi[c], v);
-            }
-        for (int c = 0; c < 3; ++c) {
-            clo[c] = std::min(clo[c], centroids[t][c]);
-            chi[c] = std::max(chi[c], centroids[t][c]);
-        }
-    }
     if (count <= kLeafSize) {
+        for (int c = 0; c < 3; ++c) {
+            node.lo[c] = HUGE_VAL;
+            node.hi[c] = -HUGE_VAL;
+        }
+        for (int i = first; i < first + count; ++i) {
+            std::size_t const t = std::size_t(items[std::size_t(i)].index);
+            for (std::size_t k = 0; k < 3; ++k)
+                for (int c = 0; c < 3; ++c) {
+                    double const v = corners[3 * t + k][c];
+                    node.lo[c] = std::min(node.lo[c], v);
+                    node.hi[c] = std::max(node.hi[c], v);
+                }
+        }
         node.first = first;
         node.count = count;
         m_nodes[std::size_t(index)] = node;
         return index;
     }
-    // Median of the centroids along the longest extent: balanced, so the depth
-    // stays log2(n) whatever the distribution.
+    // Median of the centroids along their longest extent: balanced, so the
+    // depth stays log2(n) whatever the distribution.
+    double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
+    double hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
+    for (int i = first; i < first + count; ++i)
+        for (int c = 0; c < 3; ++c) {
+            lo[c] = std::min(lo[c], items[std::size_t(i)].centroid[c]);
+            hi[c] = std::max(hi[c], items[std::size_t(i)].centroid[c]);
+        }
     int axis = 0;
     for (int c = 1; c < 3; ++c)
-        if (chi[c] - clo[c] > chi[axis] - clo[axis]) axis = c;
+        if (hi[c] - lo[c] > hi[axis] - lo[axis]) axis = c;
     int const half = count / 2;
-    auto const begin = order.begin() + first;
-    std::nth_element(begin, begin + half, begin + count, [&](int l, int r) {
-        return centroids[std::size_t(l)][axis] < centroids[std::size_t(r)][axis];
-    });
+    auto const begin = items.begin() + first;
+    std::nth_element(begin, begin + half, begin + count,
+                     [axis](SItem const& l, SItem const& r) { return l.centroid[axis] < r.centroid[axis]; });
+    int const left = BuildNode(items, corners, first, half);
+    int const right = BuildNode(items, corners, first + half, count - half);
+    // The box of an inner node is the union of its children's.
+    SNode const& l = m_nodes[std::size_t(left)];
+    SNode const& r = m_nodes[std::size_t(right)];
+    for (int c = 0; c < 3; ++c) {
+        node.lo[c] = std::min(l.lo[c], r.lo[c]);
+        node.hi[c] = std::max(l.hi[c], r.hi[c]);
+    }
+    node.first = right;
     node.count = 0;
-    BuildNode(order, centroids, corners, first, half);
-    node.first = BuildNode(order, centroids, corners, first + half, count - half);
     m_nodes[std::size_t(index)] = node;
     return index;
 }
 
 bool CTriangleBVH::FindClosest(CPoint3<double> const& query, SHit& hit) const {
     hit = SHit{};
-    if (m_nodes.empty()) return false;
+    if (m_nodes.empty() || !std::isfinite(query.x) || !std::isfinite(query.y) || !std::isfinite(query.z))
+        return false;
     double best = HUGE_VAL;
-    int stack[128];  // the tree is balanced: its depth is below 32
+    // Nodes to visit with the distance of their box, which was measured when
+    // they were pushed; the tree is balanced, so its depth stays below 32.
+    struct SPending {
+        int node;
+        double distanceSq;
+    } stack[128];
     int top = 0;
-    stack[top++] = 0;
+    stack[top++] = {0, BoxDistanceSq(m_nodes[0].lo, m_nodes[0].hi, query)};
     while (top > 0) {
-        SNode const& node = m_nodes[std::size_t(stack[--top])];
-        if (!(BoxDistanceSq(node.lo, node.hi, query) < best) && hit.triangle >= 0) continue;
+        SPending const pending = stack[--top];
+        if (pending.distanceSq > best) continue;
+        SNode const& node = m_nodes[std::size_t(pending.node)];
         if (node.count > 0) {
             for (int i = node.first; i < node.first + node.count; ++i) {
                 std::size_t const k = 3 * std::size_t(i);
@@ -183,18 +198,19 @@ bool CTriangleBVH::FindClosest(CPoint3<double> const& query, SHit& hit) const {
             }
             continue;
         }
-        // Push the farther child first, so that the nearer one is searched first.
-        int const left = int(&node - m_nodes.data()) + 1;
+        // Push the farther child first, so that the nearer one is searched
+        // first and shrinks the search radius early.
+        int const left = pending.node + 1;
         int const right = node.first;
         double const dl = BoxDistanceSq(m_nodes[std::size_t(left)].lo, m_nodes[std::size_t(left)].hi, query);
         double const dr =
             BoxDistanceSq(m_nodes[std::size_t(right)].lo, m_nodes[std::size_t(right)].hi, query);
         if (dl <= dr) {
-            stack[top++] = right;
-            stack[top++] = left;
+            stack[top++] = {right, dr};
+            stack[top++] = {left, dl};
         } else {
-            stack[top++] = left;
-            stack[top++] = right;
+            stack[top++] = {left, dl};
+            stack[top++] = {right, dr};
         }
     }
     return hit.triangle >= 0;

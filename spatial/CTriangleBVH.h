@@ -47,7 +47,8 @@ class QEL_API CTriangleBVH {
     // reason 14 ("corners" or "ids"). Replaces any earlier tree.
     void Build(std::span<CPoint3<double> const> corners, std::span<int const> ids = {});
 
-    // The closest point over all triangles; false when there are none.
+    // The closest point over all triangles; false when there are none or the
+    // query has a coordinate that is not finite.
     bool FindClosest(CPoint3<double> const& query, SHit& hit) const;
 
     int GetNumTriangles() const { return int(m_ids.size()); }
@@ -62,8 +63,12 @@ class QEL_API CTriangleBVH {
         int count;  // leaf: number of triangles (> 0); inner: 0
     };
 
-    int BuildNode(std::vector<int>& order, std::vector<CPoint3<double>> const& centroids,
-                  std::span<CPoint3<double> const> corners, int first, int count);
+    struct SItem {
+        double centroid[3];
+        int index;
+    };
+
+    int BuildNode(std::vector<SItem>& items, std::span<CPoint3<double> const> corners, int first, int count);
 
     std::vector<SNode> m_nodes;
     std::vector<CPoint3<double>> m_corners;  // three per triangle, in tree order

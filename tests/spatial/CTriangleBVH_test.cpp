@@ -84,7 +84,7 @@ TEST(CTriangleBVH, FindClosest_AgreesWithBruteForceOnClusteredTriangles) {
     }
 }
 
-TEST(CTriangleBVH, Build_RejectsInconsistentInputAndEmptyTreesFindNothing) {
+TEST(CTriangleBVH, Build_RejectsInconsistentInputAndQueriesWithoutAnswerFindNothing) {
     CTriangleBVH tree;
     CTriangleBVH::SHit hit;
     EXPECT_FALSE(tree.FindClosest({0, 0, 0}, hit));
@@ -98,4 +98,6 @@ TEST(CTriangleBVH, Build_RejectsInconsistentInputAndEmptyTreesFindNothing) {
     ASSERT_TRUE(tree.FindClosest({1, 0, 0}, hit));
     EXPECT_EQ(hit.triangle, 42);
     EXPECT_EQ(hit.distanceSq, 1.0);
+    EXPECT_FALSE(tree.FindClosest({std::nan(""), 0, 0}, hit));
+    EXPECT_FALSE(tree.FindClosest({0, HUGE_VAL, 0}, hit));
 }
