@@ -115,7 +115,6 @@ void CPointSet_QELParser::Serialise(CPointSet const& set, CExportData* data) {
         data->SetIndexField1(set.GetNumSec());
         data->SetIndexField2(set.GetNumPts());
         CQEL_String const& name = set.GetName();
-        if (set.GetNumSec() == 0) data->PutChunk("NAME", name.GetArray(), name.Length());
         for (int s = 0; s < set.GetNumSec(); ++s) {
             CPointSet_Section const& section = set.get_Sec(s);
             CPtsData const flags = section.GetMetaDataFlags();

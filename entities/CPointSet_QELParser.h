@@ -10,9 +10,9 @@
 // "ERRORS  ", "INDICES ", "VELS    ", "STATUSES"; vectors as their
 // components in doubles, scalars as their own bytes. The set's user data
 // follow the last section as "METADATA" when there are any. User pointers
-// are never stored. A set without sections is a lone "NAME    "
-// chunk. The index block carries the number of sections (field 1) and of
-// points (field 2).
+// are never stored. A set without sections (and without user data) writes no
+// chunk: the container refuses its empty record ("Array is empty"). The
+// index block carries the number of sections (field 1) and of points (field 2).
 #pragma once
 
 #include <cstdint>

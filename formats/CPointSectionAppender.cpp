@@ -50,6 +50,12 @@ void CPointSectionAppender::Flush() {
     m_count = 0;
 }
 
+void CPointSectionAppender::SetAttributes(CPtsData flags) {
+    Flush();
+    m_flags = flags;
+    if (m_section) m_section->AddMetaData(flags);
+}
+
 CPointSet_Section& CPointSectionAppender::Resolve() {
     int const sections = m_target.GetNumSec();
     if (m_kind == ETarget::Last && sections > 0) return m_target.GetTail();

@@ -87,18 +87,21 @@ class CPointSectionAppender {
 
     // Points now go to the target's last section, its first, or a new
     // section at its end. The section is found (or made) when the first point
-    // arrives, so that no empty section is ever added.
+    // arrives, so that these add no empty section.
     void UseLastSection() { Target(ETarget::Last); }
     void UseFirstSection() { Target(ETarget::First); }
     void StartSection() { Target(ETarget::New); }
+    // A new section at the target's end, made now: it stays, empty, if no
+    // point follows (a section header of a format that has them).
+    void AddSection() {
+        Target(ETarget::New);
+        m_section = &Resolve();
+    }
     // Whether any of the three was called.
     bool HasSection() const { return m_started; }
 
-    // The attributes the next rows carry (added to the section).
-    void SetAttributes(CPtsData flags) {
-        Flush();
-        m_flags = flags;
-    }
+    // The attributes the next rows carry (added to the section, at once if it is made).
+    void SetAttributes(CPtsData flags);
 
     // The row of the next point, all zero; it is added by the next call.
     SPointRow& NextRow() {

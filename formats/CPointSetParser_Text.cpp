@@ -88,7 +88,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
                 if (IsHeaderLine(line, rest)) {
                     columns = ParseHeader(rest, unknownNames);
                     positionsOnly = columns.PositionsOnly();
-                    appender.StartSection();
+                    appender.AddSection();  // every header starts a section, even one without points
                     appender.SetAttributes(columns.flags);
                 }
                 return;

@@ -67,8 +67,10 @@ SPointFileOptions Exact() {
 
 }  // namespace
 
-TEST_F(PointFiles, ASC_RoundTripKeepsSectionsAndTheirColumns) {
-    CPointSet set = MakeSet(3, 20, CPtsData::def, 10);
+TEST_F(PointFiles, ASC_RoundTripKeepsSectionsEmptyOnesIncludedAndTheirColumns) {
+    CPointSet set = MakeSet(5, 20, CPtsData::def, 10);
+    set.get_Sec(2).DecrementNumPts(20);  // empty sections, between others and at the end
+    set.get_Sec(4).DecrementNumPts(20);
     set.get_Sec(0).AddMetaData(CPtsData::nms | CPtsData::cuv | CPtsData::err);
     set.get_Sec(1).AddMetaData(CPtsData::err);
     std::mt19937 random(11);
@@ -78,7 +80,8 @@ TEST_F(PointFiles, ASC_RoundTripKeepsSectionsAndTheirColumns) {
     std::string const text = Read("a.asc");
     EXPECT_EQ(text.rfind("scan x y z i j k u v e\n", 0), 0u);
     EXPECT_THAT(text, HasSubstr("\nscan x y z e\n"));
-    EXPECT_THAT(text, HasSubstr("\nscan x y z\n"));
+    EXPECT_THAT(text, HasSubstr("\nscan x y z\nscan x y z\n"));
+    EXPECT_EQ(text.substr(text.size() - 11), "scan x y z\n");
 
     CPointSet back;
     ASSERT_TRUE(CPointSetParser::ReadASCFile(Path("a.asc"), &back));
@@ -107,19 +110,21 @@ TEST_F(PointFiles, ASC_ReaderToleratesCaseUnknownColumnsAndStrayLines) {
           "SCAN X ? Z E W\n"   // "?" and "W" are read and ignored
           "4 99 6 0.5 77\n"
           "7 99 9\n"  // fewer values than columns: the rest read as 0
+          "scan\n"    // every header starts a section: this one stays empty
           "Scan i j k x y z\n"
           "0 0 1 10 11 12\r\n");
     CPointSet set;
     ASSERT_TRUE(CPointSetParser::ReadASCFile(Path("t.asc"), &set));
-    ASSERT_EQ(set.GetNumSec(), 3);
+    ASSERT_EQ(set.GetNumSec(), 4);
     EXPECT_EQ(set.get_Sec(0).GetNumPts(), 1);
+    EXPECT_EQ(set.get_Sec(2).GetNumPts(), 0);
     CPointSet_Section const& second = set.get_Sec(1);
     ASSERT_EQ(second.GetNumPts(), 2);
     EXPECT_TRUE(second.HasMetaData(CPtsData::err));
     EXPECT_EQ(CPoint3<double>(second.get_Pts(0)), CPoint3<double>(4, 0, 6));
     EXPECT_EQ(second.get_Err(0), 0.5);
     EXPECT_EQ(second.get_Err(1), 0.0);
-    CPointSet_Section const& third = set.get_Sec(2);
+    CPointSet_Section const& third = set.get_Sec(3);
     EXPECT_TRUE(third.HasMetaData(CPtsData::nms));
     EXPECT_EQ(CPoint3<double>(third.get_Pts(0)), CPoint3<double>(10, 11, 12));
     EXPECT_EQ(third.get_Nms(0), CVector3<double>(0, 0, 1));

@@ -64,8 +64,12 @@ void WritePointSets(std::string const& path, std::vector<CPointSet const*> const
     if (IsContainer(path)) {
         if (append) throw std::runtime_error("--append applies to the point formats, not to .qel containers");
         CQEL_Array<ISerialisable const*> objects;
-        for (CPointSet const* set : sets)
+        for (CPointSet const* set : sets) {
+            // The container holds no empty records: say why rather than "Array is empty".
+            if (set->GetNumSec() == 0 && set->GetUserMetaData().IsEmpty())
+                throw std::runtime_error("a point set without sections cannot be written to " + path);
             objects.PushBack(set, 1);
+        }
         CQELParser parser;
         parser.Export(file, objects, CQEL_String::FromUTF8(key.c_str()));
         return;
