@@ -3,7 +3,9 @@
 // renumbering, reversal, normals and checked access.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "PointSetTestUtil.h"
@@ -252,4 +254,36 @@ TEST(CTriangulationTriangle, CheckedAccess_RejectsIndicesOutsideTheTriangle) {
         EXPECT_EQ(t.Edge(k).GetNextEdge(), &t.Edge((k + 1) % 3));
         EXPECT_EQ(t.Edge(k).GetPrevEdge(), &t.Edge((k + 2) % 3));
     }
+}
+
+TEST(CTriangulationEdge, RandomUnpairingAndRepairing_KeepsEveryInvariant) {
+    CTriangulation mesh;
+    BuildTriangulation(mesh, Strip(6, {8, 9, 22}));
+    // Every pair, by its edge of lower number.
+    std::vector<std::pair<CTriangulation_Edge*, CTriangulation_Edge*>> pairs;
+    for (int t = 0; t < mesh.GetNumTris(); ++t)
+        for (int k = 0; k < 3; ++k) {
+            CTriangulation_Edge* const e = &mesh.get_Tris(t).Edge(k);
+            if (e->GetPairedEdge() && mesh.GetEdgeNumber(e) < mesh.GetEdgeNumber(e->GetPairedEdge()))
+                pairs.push_back({e, e->GetPairedEdge()});
+        }
+    std::mt19937 random(2024);
+    for (int step = 0; step < 400; ++step) {
+        auto const& [e, p] = pairs[random() % pairs.size()];
+        bool const pick = random() % 2 == 0;
+        if (e->IsBoundary()) {
+            if (pick)
+                e->SetPairedEdge(p);
+            else
+                p->SetPairedEdge(e);
+        } else {
+            (pick ? e : p)->Decouple();
+        }
+        EXPECT_TRUE(e->IsBoundary() || e->GetPairedEdge() == p);
+        ASSERT_EQ(TriangulationInvariants(mesh), "") << "step " << step;
+    }
+    for (auto const& [e, p] : pairs)
+        if (e->IsBoundary()) p->SetPairedEdge(e);
+    EXPECT_EQ(TriangulationInvariants(mesh), "");
+    EXPECT_TRUE(mesh.HasValidTopology());
 }
