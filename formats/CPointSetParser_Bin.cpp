@@ -213,17 +213,25 @@ bool CPointSetParser::ReadBINFile(CQEL_String const& path, CPointSet* target) {
             op.Throw(QEL_INVALID_POINTSET, "target",
                      CQEL_String::FromFormat("A point set holds at most %d points", kMaxPointsInSet));
 
-        // Every run gets its room: the first goes on in the target's last
-        // section unless a marker precedes it, each other one opens a section.
-        // The new points are not written here: their storage comes zeroed
-        // from the system and is first touched by the part that fills it.
+        // Every marker starts a section, so doubled and trailing markers give
+        // empty ones (a set written with empty sections reads back with as
+        // many). Points before the first marker go on in the target's last
+        // section. The new points are not written here: their storage comes
+        // zeroed from the system and is first touched by the part that fills it.
+        std::int64_t next = 0;  // the record after the last run
         for (std::size_t i = 0; i < runs.size(); ++i) {
-            bool const last = i == 0 && runs[0].first == 0 && target->GetNumSec() > 0;
+            std::int64_t const markers = runs[i].first - next;
+            for (std::int64_t m = 1; m < markers; ++m)
+                AppendSection(*target);
+            bool const last = markers == 0 && target->GetNumSec() > 0;
             CPointSet_Section& section = last ? target->GetTail() : AppendSection(*target);
             int const base = section.GetNumPts();
             section.CheckSpace(base + int(runs[i].count), section.GetMetaDataFlags());
             runs[i].points = section.EditPts().data() + base;
+            next = runs[i].first + runs[i].count;
         }
+        for (std::int64_t m = next; m < file.Records(); ++m)
+            AppendSection(*target);
 
         // Second pass: each part converts its records into the runs' points;
         // the records between runs must still be markers.

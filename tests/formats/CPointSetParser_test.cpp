@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -182,27 +183,43 @@ TEST_F(PointFiles, BIN_MarksSectionsAndAppendStartsANewOne) {
     }
 }
 
-TEST_F(PointFiles, BIN_MarkersPlaceRunsInTheLastOrNewSectionsAndNeverMakeEmptyOnes) {
+TEST_F(PointFiles, BIN_EveryMarkerStartsASectionAndPointsBeforeTheFirstJoinTheLast) {
     auto record = [](float x) {
         return std::string(reinterpret_cast<char const*>(std::array{x, x, x}.data()), 12);
     };
     std::string const marker(12, '\xFF');
-    // Runs joined by doubled markers, a trailing marker; no leading marker.
+    // Runs parted by doubled markers, a trailing marker; no leading marker.
     Write("runs.bin", record(1) + record(2) + marker + marker + record(3) + marker);
     CPointSet set(1, 4, CPtsData::def);
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("runs.bin"), &set));
-    ASSERT_EQ(set.GetNumSec(), 2);
+    ASSERT_EQ(set.GetNumSec(), 4);
     EXPECT_EQ(set.get_Sec(0).GetNumPts(), 6);  // the first run joined the last section
     EXPECT_EQ(set.get_Sec(0).get_Pts(5).x, 2.0);
-    EXPECT_EQ(set.get_Sec(1).GetNumPts(), 1);
+    EXPECT_EQ(set.get_Sec(1).GetNumPts(), 0);
+    EXPECT_EQ(set.get_Sec(2).GetNumPts(), 1);
+    EXPECT_EQ(set.get_Sec(3).GetNumPts(), 0);
     // A leading marker starts a new section even when the set has some.
     Write("lead.bin", marker + record(4));
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("lead.bin"), &set));
-    ASSERT_EQ(set.GetNumSec(), 3);
-    EXPECT_EQ(set.get_Sec(2).get_Pts(0).x, 4.0);
+    ASSERT_EQ(set.GetNumSec(), 5);
+    EXPECT_EQ(set.get_Sec(4).get_Pts(0).x, 4.0);
     Write("markers.bin", marker + marker);
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("markers.bin"), &set));
-    EXPECT_EQ(set.GetNumSec(), 3);
+    EXPECT_EQ(set.GetNumSec(), 7);
+
+    // Empty sections, written and read back, with and without append.
+    CPointSet gaps = MakeSet(4, 3, CPtsData::def, 15);
+    gaps.get_Sec(1).DecrementNumPts(3);
+    gaps.get_Sec(3).DecrementNumPts(3);
+    for (bool append : {false, true}) {
+        std::remove(Path("gaps.bin").GetArray());
+        ASSERT_TRUE(CPointSetParser::WriteBINFile(Path("gaps.bin"), gaps, append));
+        CPointSet back;
+        ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("gaps.bin"), &back));
+        ASSERT_EQ(back.GetNumSec(), 4) << append;
+        EXPECT_EQ(back.get_Sec(2).GetNumPts(), 3);
+        EXPECT_EQ(back.get_Sec(3).GetNumPts(), 0);
+    }
 
     // Files large enough to be read in parts side by side (8 MiB and more
     // per part): runs that cross a part's border or its blocks, a border
@@ -214,7 +231,7 @@ TEST_F(PointFiles, BIN_MarkersPlaceRunsInTheLastOrNewSectionsAndNeverMakeEmptyOn
         std::vector<int> expected(1, 0);
         for (int r = 0, point = 0; r < kRecords; ++r) {
             if (std::find(markers.begin(), markers.end(), r) != markers.end()) {
-                if (expected.back() > 0) expected.push_back(0);
+                expected.push_back(0);
                 continue;
             }
             std::array const xyz{float(point), -float(point), 0.5f};
