@@ -47,7 +47,7 @@ void Fill(CTriangulation& target, SPointSource const& points, CBuffer<int> const
             points.Get(vertexPoint[i], xyz);
             CTriangulation_Vertex& vertex = v[std::size_t(i)];
             vertex.RawSetPoint(xyz[0], xyz[1], xyz[2]);
-            vertex.RawSetEdge(edge(mesh.vertexEdges[i]));
+            vertex.RawSetEdge(edge(mesh.VertexEdge(int(i))));
         }
         int const* const corners = mesh.corners.data();
         int const* const pairs = mesh.pairs.data();

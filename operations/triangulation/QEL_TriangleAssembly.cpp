@@ -389,79 +389,101 @@ int MergeWithinTolerance(SPointSource const& source, CBuffer<int>& vertexPoint, 
 
 namespace {
 
-struct SOutgoing {
-    int end;   // the vertex the half-edge runs to
-    int edge;  // the half-edge
-};
-
 inline std::int64_t NextEdge(std::int64_t e) {
     return e % 3 == 2 ? e - 2 : e + 1;
 }
 
 }  // namespace
 
+namespace {
+
+// Drops triangles with two equal corners, in place, keeping the order;
+// origin lists the kept triangles' input numbers. Returns how many are kept.
+std::int64_t DropDegenerate(int* c, std::int64_t triangles, CBuffer<int>& origin, std::int64_t degenerate) {
+    origin = CBuffer<int>(triangles - degenerate);
+    std::int64_t kept = 0;
+    for (std::int64_t t = 0; t < triangles; ++t) {
+        int const a = c[3 * t], b = c[3 * t + 1], d = c[3 * t + 2];
+        if (a == b || b == d || a == d) continue;
+        c[3 * kept] = a, c[3 * kept + 1] = b, c[3 * kept + 2] = d;
+        origin[kept++] = int(t);
+    }
+    return kept;
+}
+
+}  // namespace
+
+int SConnected::VertexEdge(int v) const {
+    int edge = -1;
+    for (std::int64_t i = start[v], stop = start[v + 1]; i < stop; ++i) {
+        int const e = outgoing[i].edge;
+        if (pairs[e] < 0) return e;
+        if (edge < 0) edge = e;
+    }
+    return edge;
+}
+
+// Few passes, each split over the processors: a pass over the whole mesh is
+// cheap next to handing parts to threads and waiting for the slowest.
 void Connect(CBuffer<int>&& corners, std::int64_t triangles, int vertices, SConnected& result) {
     result = SConnected{};
     int const parts = PartsForElements(triangles);
     auto partBegin = [&](std::int64_t count, int part) { return count * part / parts; };
-
-    // Triangles with two equal corners are dropped (counted per part, removed in one pass).
-    std::vector<std::int64_t> dropped(static_cast<std::size_t>(parts), 0);
-    RunInParts(parts, [&](int part) {
-        std::int64_t n = 0;
-        int const* c = corners.data();
-        for (std::int64_t t = partBegin(triangles, part), end = partBegin(triangles, part + 1); t < end; ++t)
-            n += c[3 * t] == c[3 * t + 1] || c[3 * t + 1] == c[3 * t + 2] || c[3 * t] == c[3 * t + 2];
-        dropped[std::size_t(part)] = n;
-    });
-    for (std::int64_t n : dropped)
-        result.degenerate += n;
-    if (result.degenerate > 0) {
-        result.origin = CBuffer<int>(triangles - result.degenerate);
-        int* c = corners.data();
-        std::int64_t kept = 0;
-        for (std::int64_t t = 0; t < triangles; ++t) {
-            int const a = c[3 * t], b = c[3 * t + 1], d = c[3 * t + 2];
-            if (a == b || b == d || a == d) continue;
-            c[3 * kept] = a, c[3 * kept + 1] = b, c[3 * kept + 2] = d;
-            result.origin[kept++] = int(t);
-        }
-        triangles = kept;
-    }
-    result.triangles = triangles;
-    std::int64_t const halfEdges = 3 * triangles;
-    int const* const c = corners.data();
+    int* const c = corners.data();
 
     // The half-edges leaving each vertex, grouped by vertex (a counting
     // sort). Each part counts its own half-edges, so that no count is
     // shared between threads; within a vertex they stay in half-edge order.
+    // Triangles with two equal corners are counted on the way and, should
+    // there be any, dropped before counting again.
     std::vector<std::vector<int>> counts(static_cast<std::size_t>(parts));
-    RunInParts(parts, [&](int part) {
-        std::vector<int>& count = counts[std::size_t(part)];
-        count.assign(std::size_t(vertices), 0);
-        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
-             e < end; ++e)
-            ++count[std::size_t(c[e])];
-    });
-    CBuffer<std::int64_t> start(std::int64_t(vertices) + 1);
+    std::vector<std::int64_t> dropped(static_cast<std::size_t>(parts), 0);
+    auto count = [&](int part) {
+        std::vector<int>& n = counts[std::size_t(part)];
+        n.assign(std::size_t(vertices), 0);
+        std::int64_t degenerate = 0;
+        for (std::int64_t t = partBegin(triangles, part), end = partBegin(triangles, part + 1); t < end;
+             ++t) {
+            int const a = c[3 * t], b = c[3 * t + 1], d = c[3 * t + 2];
+            ++n[std::size_t(a)], ++n[std::size_t(b)], ++n[std::size_t(d)];
+            degenerate += a == b || b == d || a == d;
+        }
+        dropped[std::size_t(part)] = degenerate;
+    };
+    RunInParts(parts, count);
+    for (std::int64_t n : dropped)
+        result.degenerate += n;
+    if (result.degenerate > 0) {
+        triangles = DropDegenerate(c, triangles, result.origin, result.degenerate);
+        RunInParts(parts, count);
+    }
+    result.triangles = triangles;
+    std::int64_t const halfEdges = 3 * triangles;
+
+    result.start = CBuffer<std::int64_t>(std::int64_t(vertices) + 1);
+    std::int64_t* const start = result.start.data();
     std::int64_t at = 0;
     for (int v = 0; v < vertices; ++v) {
         start[v] = at;
-        for (auto& count : counts) {
-            int const n = count[std::size_t(v)];
-            count[std::size_t(v)] = int(at - start[v]);  // the part's first place within the vertex
-            at += n;
+        for (auto& n : counts) {
+            int const here = n[std::size_t(v)];
+            n[std::size_t(v)] = int(at - start[v]);  // the part's first place within the vertex
+            at += here;
         }
     }
     start[vertices] = at;
-    CBuffer<SOutgoing> outgoing(halfEdges);
+    result.outgoing = CBuffer<SOutgoing>(halfEdges);
+    result.pairs = CBuffer<int>(halfEdges);
+    SOutgoing* const outgoing = result.outgoing.data();
+    int* const pairs = result.pairs.data();
     RunInParts(parts, [&](int part) {
         std::vector<int>& place = counts[std::size_t(part)];
-        for (std::int64_t e = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
-             e < end; ++e) {
+        std::int64_t const begin = 3 * partBegin(triangles, part), end = 3 * partBegin(triangles, part + 1);
+        for (std::int64_t e = begin; e < end; ++e) {
             int const a = c[e];
             outgoing[start[a] + place[std::size_t(a)]++] = {c[NextEdge(e)], int(e)};
         }
+        std::fill(pairs + begin, pairs + end, -1);
     });
     counts.clear();
 
@@ -470,22 +492,16 @@ void Connect(CBuffer<int>&& corners, std::int64_t triangles, int vertices, SConn
     // with its own list at hand, and each vertex pair is decided once: by
     // its smaller vertex when half-edges run both ways, else by the vertex
     // they leave (at the first such half-edge in its list).
-    result.pairs = CBuffer<int>(halfEdges);
-    RunInParts(parts, [&](int part) {
-        std::fill(result.pairs.data() + 3 * partBegin(triangles, part),
-                  result.pairs.data() + 3 * partBegin(triangles, part + 1), -1);
-    });
     struct SCounts {
         std::int64_t paired = 0, nonManifold = 0, conflicts = 0;
     };
     std::vector<SCounts> found(static_cast<std::size_t>(parts));
     RunInParts(parts, [&](int part) {
         SCounts n;
-        int* const pairs = result.pairs.data();
         for (std::int64_t a = partBegin(vertices, part), stop = partBegin(vertices, part + 1); a < stop;
              ++a) {
-            SOutgoing const* const first = outgoing.data() + start[a];
-            SOutgoing const* const last = outgoing.data() + start[a + 1];
+            SOutgoing const* const first = outgoing + start[a];
+            SOutgoing const* const last = outgoing + start[a + 1];
             for (SOutgoing const* i = first; i < last; ++i) {
                 int const b = i->end;
                 int same = 1;
@@ -516,23 +532,6 @@ void Connect(CBuffer<int>&& corners, std::int64_t triangles, int vertices, SConn
         result.nonManifoldEdges += n.nonManifold;
         result.orientationConflicts += n.conflicts;
     }
-
-    // Each vertex's edge: its first outgoing boundary half-edge, else its first.
-    result.vertexEdges = CBuffer<int>(vertices);
-    RunInParts(parts, [&](int part) {
-        for (std::int64_t v = partBegin(vertices, part), end = partBegin(vertices, part + 1); v < end; ++v) {
-            int edge = -1;
-            for (std::int64_t i = start[v], stop = start[v + 1]; i < stop; ++i) {
-                int const e = outgoing[i].edge;
-                if (edge < 0) edge = e;
-                if (result.pairs[e] < 0) {
-                    edge = e;
-                    break;
-                }
-            }
-            result.vertexEdges[v] = edge;
-        }
-    });
     result.corners = std::move(corners);
     result.corners.Shrink(halfEdges);
 }

@@ -106,16 +106,28 @@ int Weld(SPointSource const& source, int* ids, CBuffer<int>& vertexPoint);
 int MergeWithinTolerance(SPointSource const& source, CBuffer<int>& vertexPoint, double tolerance,
                          CBuffer<int>& remap);
 
+// A half-edge as listed among those leaving its start vertex.
+struct SOutgoing {
+    int end;   // the vertex it runs to
+    int edge;  // its number
+};
+
 struct SConnected {
-    CBuffer<int> corners;      // 3 per kept triangle: vertex of edge 0, 1, 2
-    CBuffer<int> pairs;        // per half-edge: its pair's number, or -1
-    CBuffer<int> vertexEdges;  // per vertex: an outgoing half-edge (boundary if any), or -1
-    CBuffer<int> origin;       // per kept triangle: its number in the input; empty when none was dropped
+    CBuffer<int> corners;  // 3 per kept triangle: vertex of edge 0, 1, 2
+    CBuffer<int> pairs;    // per half-edge: its pair's number, or -1
+    // The half-edges leaving vertex v: outgoing[start[v]] .. outgoing[start[v + 1] - 1], in half-edge order.
+    CBuffer<std::int64_t> start;
+    CBuffer<SOutgoing> outgoing;
+    CBuffer<int> origin;  // per kept triangle: its number in the input; empty when none was dropped
     std::int64_t triangles = 0;
     std::int64_t degenerate = 0;            // dropped: two equal corners
     std::int64_t boundaryHalfEdges = 0;     // half-edges left without a pair
     std::int64_t nonManifoldEdges = 0;      // vertex pairs joined by three or more half-edges
     std::int64_t orientationConflicts = 0;  // vertex pairs joined by two half-edges the same way
+
+    // The edge of vertex v: its first outgoing boundary half-edge, else its
+    // first outgoing half-edge, or -1 when no triangle uses it.
+    int VertexEdge(int v) const;
 };
 
 // Connects triangles whose corner vertices are corners[3t + k] (taken over

@@ -150,7 +150,7 @@ inline void ExpectValidConnectivity(QEL::Core::Assembly::SConnected const& mesh,
         ASSERT_EQ(c[NextHalfEdge(e)], c[p]) << "half-edge " << e;
     }
     for (int v = 0; v < vertices; ++v) {
-        int const edge = mesh.vertexEdges[v];
+        int const edge = mesh.VertexEdge(v);
         if (!used[std::size_t(v)]) {
             ASSERT_EQ(edge, -1) << "vertex " << v;
             continue;
