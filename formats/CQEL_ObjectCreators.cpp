@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/CQEL_Operation.h"
+#include "entities/CNURBS_Curve.h"
 #include "entities/CPointSet.h"
 #include "entities/CTriangulation.h"
 #include "formats/CQELParser.h"
@@ -22,6 +23,7 @@ SLibraryObjectCreator const* GetLibraryObjectCreators(int& count) {
     static SLibraryObjectCreator const table[] = {
         {CPointSet::kClassGUID, new CObjectCreator<CPointSet>},
         {CTriangulation::kClassGUID, new CObjectCreator<CTriangulation>},
+        {CNURBS_Curve::kClassGUID, new CObjectCreator<CNURBS_Curve>},
     };
     count = int(std::size(table));
     return table;
