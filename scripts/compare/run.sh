@@ -29,7 +29,9 @@ if [ -n "$missing" ]; then
   $sudo apt-get install -y -qq --no-install-recommends $missing
 fi
 
-cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null
+launcher=""
+command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
+cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release $launcher >/dev/null
 cmake --build "$build" -j "$jobs"
 
 mkdir -p "$data"
