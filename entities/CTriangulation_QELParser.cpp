@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "core/CExportData.h"
@@ -283,15 +284,25 @@ void CReader::ReadAttributes() {
     CQEL_Stream& stream = m_data.GetStream();
     // Read one attribute chunk element by element into the collection.
     auto const reader = [&](SQELChunk const& chunk, int n) {
-        return [&stream, &chunk, n](auto const& array, auto&& set) {
+        return [this, &stream, &chunk, n](auto const& array, auto&& set) {
             using T = typename std::decay_t<decltype(array)>::value_type;
+            // Markers are stored as bytes: any byte but 0 and 1 is damage, not a bool.
+            using Stored = std::conditional_t<std::is_same_v<T, bool>, std::uint8_t, T>;
             stream.SeekGetPosition(chunk.position);
-            T stage[512];
+            Stored stage[512];
             for (int first = 0; first < n; first += 512) {
                 int const count = std::min(512, n - first);
-                stream.Get(stage, std::int64_t(count) * std::int64_t(sizeof(T)));
-                for (int i = 0; i < count; ++i)
-                    set(first + i, stage[i]);
+                stream.Get(stage, std::int64_t(count) * std::int64_t(sizeof(Stored)));
+                for (int i = 0; i < count; ++i) {
+                    if constexpr (std::is_same_v<T, bool>) {
+                        if (stage[i] > 1)
+                            Damaged("chunk \"%s\": the marker of triangle %d is %d, not 0 or 1", chunk.tag,
+                                    first + i, int(stage[i]));
+                        set(first + i, stage[i] == 1);
+                    } else {
+                        set(first + i, stage[i]);
+                    }
+                }
             }
         };
     };

@@ -280,6 +280,11 @@ TEST(TriangulationRecord, DamagedRecordsThrowReason23AndLeaveTheMeshEmpty) {
         EXPECT_THAT(message, HasSubstr(damage.says));
     }
 
+    // A marker byte that is no bool.
+    std::vector<unsigned char> notBool = good;
+    notBool[ChunkAt(good, "TFLAGS") + 2] = 91;
+    EXPECT_THAT(ReadError(notBool).second, HasSubstr("not 0 or 1"));
+
     // Mutual pairs that do not join the same vertices in opposite directions.
     SHandMesh two{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}}, {{0, 1, 2}, {3, 2, 1}}};
     std::vector<unsigned char> bad = RecordBytes(Build(two));
