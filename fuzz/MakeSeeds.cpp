@@ -5,10 +5,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 
 #include "FuzzBlob.h"
 #include "qel.h"
+#include "test_helpers/HandBuiltMeshes.h"
 
 using namespace QEL::Core;
 
@@ -85,6 +87,32 @@ void WriteTriangleSeeds(std::filesystem::path const& root) {
     ascii << "endsolid seed\n";
 }
 
+// Triangulation records as the container hands them over: a closed cube, a
+// grid with a hole and a fin (unpaired edges) carrying every stored
+// attribute, and an empty mesh.
+void WriteMeshRecords(std::filesystem::path const& folder) {
+    std::filesystem::create_directories(folder);
+    QEL::Test::SHandMesh finned = QEL::Test::Grid(3, true);
+    finned.points.push_back({1.5, 0.5, 1.0});
+    finned.triangles.push_back({0, 1, int(finned.points.size()) - 1});
+    CTriangulation meshes[3];
+    QEL::Test::BuildInto(meshes[0], QEL::Test::Cube());
+    QEL::Test::BuildInto(meshes[1], finned);
+    meshes[1].AddPtsMetaData(CTrisData_Pts(0xBF));
+    meshes[1].AddTrisMetaData(CTrisData_Tris(0x1FF));
+    meshes[1].SetName(CQEL_String::FromASCII("seed"));
+    for (int i = 0; i < 3; ++i) {
+        CExportData data;
+        meshes[i].Serialise(&data);
+        std::string const path = (folder / ("mesh" + std::to_string(i) + ".rec")).string();
+        std::FILE* file = std::fopen(path.c_str(), "wb");
+        if (file == nullptr) throw std::runtime_error("cannot write " + path);
+        data.ForEachRun(
+            [&](unsigned char const* run, std::int64_t n) { std::fwrite(run, 1, std::size_t(n), file); });
+        std::fclose(file);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -100,7 +128,8 @@ int main(int argc, char** argv) {
             WriteQEL(root / "qel_key", name.c_str(), "fuzz", n);
         }
         WriteTriangleSeeds(root);
-    } catch (CQEL_Exception const& e) {
+        WriteMeshRecords(root / "qel_mesh");
+    } catch (std::exception const& e) {
         std::fprintf(stderr, "error: %s\n", e.what());
         return 1;
     }

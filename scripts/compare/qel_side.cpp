@@ -9,7 +9,7 @@ using namespace QEL::Core;
 int main(int argc, char** argv) {
     return QEL::Compare::Main(argc, argv, [](char const* path) {
         CTriangulation mesh;
-        if (!CTriangulationParser::ReadSTLFile(CQEL_String::FromUTF8(path), &mesh))
+        if (!CTriangulationParser().ReadSTLFile(CQEL_String::FromUTF8(path), &mesh))
             throw std::runtime_error("ReadSTLFile refused the file");
         return QEL::Compare::SCounts{std::size_t(mesh.GetNumPts()), std::size_t(mesh.GetNumTris())};
     });
