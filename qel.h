@@ -74,6 +74,7 @@
 #include "entities/ITransformable.h"
 #include "entities/ITriangulation_ClosestTriangleFinder.h"
 #include "entities/SErrorStats.h"
+#include "operations/nurbs/CNURBS_Curve_Analyse.h"
 #include "operations/pointset/CPointSet_Analyse.h"
 #include "operations/pointset/CPointSet_Create.h"
 #include "operations/pointset/CPointSet_Merge.h"
