@@ -98,9 +98,9 @@ bool CTriangulationParser::ReadTRIFile(CQEL_String const& path, CQEL_ObjectList<
                 unsigned char const* const cornerBytes = vertexBytes + 12 * std::int64_t(block.vertices);
                 // Copied out of the file: its fields are not aligned.
                 std::vector<float> xyz(std::size_t(block.vertices) * 3);
-                std::memcpy(xyz.data(), vertexBytes, xyz.size() * sizeof(float));
+                if (!xyz.empty()) std::memcpy(xyz.data(), vertexBytes, xyz.size() * sizeof(float));
                 std::vector<int> corners(std::size_t(block.triangles) * 3);
-                std::memcpy(corners.data(), cornerBytes, corners.size() * sizeof(int));
+                if (!corners.empty()) std::memcpy(corners.data(), cornerBytes, corners.size() * sizeof(int));
                 for (std::size_t c = 0; c < corners.size(); ++c)
                     if (corners[c] < 0 || corners[c] >= block.vertices)
                         op.Throw(

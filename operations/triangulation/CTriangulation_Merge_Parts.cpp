@@ -77,7 +77,8 @@ void Announce(SAssemblyReport const& r) {
 
 // The assembly: weld the points, map the corners onto vertices (through
 // indices when given), join within the tolerance, connect, fill.
-SAssemblyReport Assemble(CTriangulation& target, SPointSource const& points, int const* indices,
+// indices: the corners' vertices for indexed input (points are vertices), else null (points are corners).
+SAssemblyReport Assemble(CTriangulation& target, SPointSource const& points, bool indexed, int const* indices,
                          std::int64_t triangles, SAssemblyOptions const& options) {
     CQEL_Operation const& op = MergeOp();
     op.CheckParameter(std::isfinite(options.tolerance) && options.tolerance >= 0.0, "tolerance");
@@ -91,7 +92,7 @@ SAssemblyReport Assemble(CTriangulation& target, SPointSource const& points, int
     CBuffer<int> corners(3 * triangles);
     CBuffer<int> vertexPoint;
     int vertices = 0;
-    if (!indices) {
+    if (!indexed) {
         vertices = Weld(points, corners.data(), vertexPoint);
     } else {
         CBuffer<int> ids(points.Count());
@@ -171,7 +172,7 @@ SAssemblyReport CTriangulation_Merge_Parts::Merge(SCornerLayout const& layout,
                                   layout.triangleStride,
                                   layout.cornerStride,
                                   layout.isDouble};
-        return Assemble(m_target, points, nullptr, layout.triangles, options);
+        return Assemble(m_target, points, false, nullptr, layout.triangles, options);
     });
 }
 
@@ -183,7 +184,7 @@ SAssemblyReport CTriangulation_Merge_Parts::MergeIndexed(float const* xyz, int v
         MergeOp().Check((xyz != nullptr || vertices == 0) && (corners != nullptr || triangles <= 0),
                         QEL_NULL_PARAMETER, "xyz", "Null Pointer");
         SPointSource const points{reinterpret_cast<unsigned char const*>(xyz), vertices, 1, 12, 0, false};
-        return Assemble(m_target, points, corners, triangles, options);
+        return Assemble(m_target, points, true, corners, triangles, options);
     });
 }
 

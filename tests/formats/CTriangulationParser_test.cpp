@@ -307,6 +307,9 @@ TEST_F(TriangleFiles, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
         {"version_info!" + good.substr(13), QEL_UNSUPPORTED_FORMAT, "Unsupported file version"},
         {good + "x", QEL_UNSUPPORTED_FORMAT, "Unsupported file version"},
         {good + good.substr(0, 30), QEL_FILE_READ_ERROR, "triangulation 2"},
+        // No vertices at all (found by fuzzing: an empty vertex block).
+        {patched(18, 0).substr(0, 26) + good.substr(26 + 48), QEL_FILE_READ_ERROR,
+         "but there are 0 vertices"},
     };
     for (SCase const& c : cases) {
         Write("lie.tri", c.bytes);

@@ -83,4 +83,8 @@ TEST(MergeParts, RefusesBadArguments) {
     EXPECT_EQ(ReasonOf([&] { assembler.Merge({nullptr, 1, 72, 24, true}); }), QEL_NULL_PARAMETER);
     int const good[] = {0, 1, 2};
     EXPECT_EQ(assembler.MergeIndexed(xyz, 3, good, 1).trianglesOut, 1);
+    // Vertices without triangles (found by fuzzing: no corner array at all).
+    SAssemblyReport const lonely = assembler.MergeIndexed(xyz, 3, nullptr, 0);
+    EXPECT_EQ(lonely.verticesOut, 3);
+    EXPECT_EQ(mesh.GetNumTris(), 0);
 }
