@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "core/CQEL_Operation.h"
@@ -15,6 +16,7 @@
 #include "entities/CTriangulation.h"
 #include "formats/CMappedInput.h"
 #include "formats/COutputFile.h"
+#include "formats/CProgressText.h"
 #include "formats/CTriangleTextScanner.h"
 #include "formats/CTriangulationParser_Internal.h"
 #include "formats/QEL_TextNumbers.h"
@@ -72,6 +74,8 @@ bool CTriangulationParser::ReadSTLFile(CQEL_String const& path, CTriangulation* 
 
         CTriangulation_Merge_Parts assembler(*pTris);
         SAssemblyReport report;
+        // Progress by step (load, scan, assembly): shown only for reads that last.
+        CProgressText progress("reading " + std::string(path.View()), 3);
         if (binary) {
             if (size < kHeaderBytes + 4) {
                 timer.Cancel();
@@ -89,6 +93,7 @@ bool CTriangulationParser::ReadSTLFile(CQEL_String const& path, CTriangulation* 
                          CQEL_String::FromFormat("%s holds %u triangles; a triangulation holds at most %lld",
                                                  path.GetArray(), count, (long long)Assembly::kMaxTriangles));
             if (!file.Load()) TriangleFiles::ReadFailure(op, path);
+            progress.Report(2);
             // A mapped file cut short by another process faults: reason 32, not the end of the process.
             CFaultTranslationScope const faults;
             // The corners are read in place: 12 bytes into each 50-byte record.
@@ -97,7 +102,9 @@ bool CTriangulationParser::ReadSTLFile(CQEL_String const& path, CTriangulation* 
         } else {
             if (!file.Load()) TriangleFiles::ReadFailure(op, path);
             CFaultTranslationScope const faults;
+            progress.Report(1);
             Assembly::CBuffer<double> const corners = TriangleText::ScanSTLVertices(file.Text(), op);
+            progress.Report(2);
             std::int64_t const triangles = corners.size() / 9;
             if (corners.size() % 9 != 0)
                 CQEL_Output_Events::Warning(CQEL_String::FromFormat(
