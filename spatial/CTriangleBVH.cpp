@@ -2,6 +2,7 @@
 #include "spatial/CTriangleBVH.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 
@@ -25,14 +26,31 @@ CPoint3<double> ClosestPointOnSegment(CPoint3<double> const& p, CPoint3<double> 
     return a + ab * t;
 }
 
-double BoxDistanceSq(double const lo[3], double const hi[3], CPoint3<double> const& p) {
+double BoxDistanceSq(float const lo[3], float const hi[3], CPoint3<double> const& p) {
     double d = 0.0;
     for (int c = 0; c < 3; ++c) {
         double const v = p[c];
-        double const out = v < lo[c] ? lo[c] - v : v > hi[c] ? v - hi[c] : 0.0;
+        double const l = lo[c], h = hi[c];
+        double const out = v < l ? l - v : v > h ? v - h : 0.0;
         d += out * out;
     }
     return d;
+}
+
+// The float at or below v, and at or above v (a NaN widens the box to all space).
+float FloatBelow(double v) {
+    if (std::isnan(v) || v <= -FLT_MAX) return -HUGE_VALF;
+    if (v >= FLT_MAX) return FLT_MAX;
+    float f = float(v);
+    if (double(f) > v) f = std::nextafter(f, -HUGE_VALF);
+    return f;
+}
+float FloatAbove(double v) {
+    if (std::isnan(v) || v >= FLT_MAX) return HUGE_VALF;
+    if (v <= -FLT_MAX) return -FLT_MAX;
+    float f = float(v);
+    if (double(f) < v) f = std::nextafter(f, HUGE_VALF);
+    return f;
 }
 
 }  // namespace
@@ -117,18 +135,20 @@ int CTriangleBVH::BuildNode(std::vector<SItem>& items, std::span<CPoint3<double>
     m_nodes.push_back({});
     SNode node{};
     if (count <= kLeafSize) {
-        for (int c = 0; c < 3; ++c) {
-            node.lo[c] = HUGE_VAL;
-            node.hi[c] = -HUGE_VAL;
-        }
+        double lo[3] = {HUGE_VAL, HUGE_VAL, HUGE_VAL};
+        double hi[3] = {-HUGE_VAL, -HUGE_VAL, -HUGE_VAL};
         for (int i = first; i < first + count; ++i) {
             std::size_t const t = std::size_t(items[std::size_t(i)].index);
             for (std::size_t k = 0; k < 3; ++k)
                 for (int c = 0; c < 3; ++c) {
                     double const v = corners[3 * t + k][c];
-                    node.lo[c] = std::min(node.lo[c], v);
-                    node.hi[c] = std::max(node.hi[c], v);
+                    lo[c] = std::min(lo[c], v);
+                    hi[c] = std::max(hi[c], v);
                 }
+        }
+        for (int c = 0; c < 3; ++c) {
+            node.lo[c] = FloatBelow(lo[c]);
+            node.hi[c] = FloatAbove(hi[c]);
         }
         node.first = first;
         node.count = count;

@@ -57,8 +57,9 @@ class QEL_API CTriangleBVH {
     std::int64_t GetApproxSize() const;
 
   private:
+    // 32 bytes: floats rounded outwards, so a box never excludes its triangles.
     struct SNode {
-        double lo[3], hi[3];
+        float lo[3], hi[3];
         int first;  // leaf: first triangle; inner: index of the second child (the first follows the node)
         int count;  // leaf: number of triangles (> 0); inner: 0
     };

@@ -101,3 +101,25 @@ TEST(CTriangleBVH, Build_RejectsInconsistentInputAndQueriesWithoutAnswerFindNoth
     EXPECT_FALSE(tree.FindClosest({std::nan(""), 0, 0}, hit));
     EXPECT_FALSE(tree.FindClosest({0, HUGE_VAL, 0}, hit));
 }
+
+TEST(CTriangleBVH, FloatBoxes_NeverHideATriangleBetweenFloatsOrBeyondTheirRange) {
+    // Parallel triangles in the planes x = x_i, closer together than floats
+    // can tell apart near 0.1, and a second group beyond the float range: a
+    // query on triangle i must find it at distance 0.
+    std::vector<CPoint3<double>> corners;
+    std::vector<double> planes;
+    for (int i = 0; i < 40; ++i)
+        planes.push_back(0.1 + 1e-9 * i);
+    for (int i = 0; i < 10; ++i)
+        planes.push_back(1e39 * (1 + i));
+    for (double x : planes)
+        corners.insert(corners.end(), {{x, 0, 0}, {x, 1, 0}, {x, 0, 1}});
+    CTriangleBVH tree;
+    tree.Build(corners);
+    for (std::size_t i = 0; i < planes.size(); ++i) {
+        CTriangleBVH::SHit hit;
+        ASSERT_TRUE(tree.FindClosest({planes[i], 0.2, 0.3}, hit));
+        EXPECT_EQ(hit.triangle, int(i));
+        EXPECT_LT(hit.distanceSq, 1e-30);  // the neighbours lie 1e-9 away
+    }
+}
