@@ -100,46 +100,21 @@ CPointSet_Section& CPointSet_Section::operator=(CPointSet_Section const& other) 
 
 CPointSet_Section::~CPointSet_Section() = default;
 
-// Installs the default elements: the arrays fill new elements from them.
+// Installs the default elements (the table's fill values): the arrays fill
+// new elements from them.
 void CPointSet_Section::Init() {
-    m_pts.SetDefaultValue(Point());
-    m_nms.SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
-    m_cuv.SetDefaultValue(CPoint2<double>(0.0, 0.0));
-    m_cpt.SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
-    m_cnm.SetDefaultValue(CVector3<double>(0.0, 0.0, 0.0));
-    m_col.SetDefaultValue(CPoint3<double>(0.0, 0.0, 0.0));
-    m_err.SetDefaultValue(0.0);
-    m_vel.SetDefaultValue(0.0);
-    m_sta.SetDefaultValue(std::int16_t(0));
-    m_ind.SetDefaultValue(std::int32_t(-1));
-    m_usr.SetDefaultValue(nullptr);
-    for (int position = kNamed; position < CPtsData::kCount; ++position) {
-        SPointAttribute const& row = RowAt(position);
+    for (SPointAttribute const& row : kPointAttributes)
         VisitPointElement(row.element, [&]<EPointElement E>() {
             double const fill[3] = {row.fill, row.fill, row.fill};
             PointAttributeCollection<E>(*this, row).SetDefaultValue(FromComponents<E>(fill));
         });
-    }
 }
 
 void CPointSet_Section::SetModifiedFlag(bool* flag) {
-    m_pts.SetDataModifiedFlag(flag);
-    m_nms.SetDataModifiedFlag(flag);
-    m_cuv.SetDataModifiedFlag(flag);
-    m_cpt.SetDataModifiedFlag(flag);
-    m_cnm.SetDataModifiedFlag(flag);
-    m_col.SetDataModifiedFlag(flag);
-    m_err.SetDataModifiedFlag(flag);
-    m_vel.SetDataModifiedFlag(flag);
-    m_sta.SetDataModifiedFlag(flag);
-    m_ind.SetDataModifiedFlag(flag);
-    m_usr.SetDataModifiedFlag(flag);
-    for (int position = kNamed; position < CPtsData::kCount; ++position) {
-        SPointAttribute const& row = RowAt(position);
+    for (SPointAttribute const& row : kPointAttributes)
         VisitPointElement(row.element, [&]<EPointElement E>() {
             PointAttributeCollection<E>(*this, row).SetDataModifiedFlag(flag);
         });
-    }
 }
 
 void CPointSet_Section::CopyFrom(CPointSet_Section const& other, CPtsData flags) {
