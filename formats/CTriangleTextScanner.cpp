@@ -98,6 +98,8 @@ Assembly::CBuffer<double> ScanNumbers(std::string_view text, std::int64_t& stopp
     std::vector<std::int64_t> stops(std::size_t(parts), -1);
     RunInParts(parts, [&](int part) {
         std::vector<double>& values = found[std::size_t(part)];
+        // About one number per 8 bytes of text; growth beyond copies.
+        values.reserve((borders[std::size_t(part) + 1] - borders[std::size_t(part)]) / 8);
         char const* p = text.data() + borders[std::size_t(part)];
         char const* const end = text.data() + borders[std::size_t(part) + 1];
         constexpr int kBatch = 256;
