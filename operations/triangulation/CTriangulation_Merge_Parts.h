@@ -38,7 +38,7 @@
 //    <n> non-manifold edges, <n> orientation conflicts"
 //
 // Cost: linear in the corners (hash tables and counting sorts), spread over
-// processors for large inputs; about 40 bytes per triangle of working memory
+// processors for large inputs; about 70 bytes per triangle of working memory
 // besides the result.
 #pragma once
 
