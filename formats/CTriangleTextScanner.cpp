@@ -2,8 +2,13 @@
 #include "formats/CTriangleTextScanner.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
@@ -47,6 +52,21 @@ Assembly::CBuffer<double> Join(std::vector<std::vector<double>>& found) {
     return all;
 }
 
+// The first 'v' or 'V' in [p, end), or end.
+inline char const* FindV(char const* p, char const* end) {
+#if defined(__SSE2__)
+    __m128i const lower = _mm_set1_epi8(0x20), v = _mm_set1_epi8('v');
+    for (; end - p >= 16; p += 16) {
+        __m128i const chunk = _mm_or_si128(_mm_loadu_si128(reinterpret_cast<__m128i const*>(p)), lower);
+        if (int const found = _mm_movemask_epi8(_mm_cmpeq_epi8(chunk, v)))
+            return p + std::countr_zero(unsigned(found));
+    }
+#endif
+    while (p < end && (*p | 0x20) != 'v')
+        ++p;
+    return p;
+}
+
 inline bool IsVertexWord(char const* p, char const* end) {
     if (end - p < 6) return false;
     static constexpr char kWord[] = "vertex";
@@ -67,25 +87,22 @@ Assembly::CBuffer<double> ScanSTLVertices(std::string_view text, CQEL_Operation 
         values.reserve((borders[std::size_t(part) + 1] - borders[std::size_t(part)]) / 24);
         char const* p = text.data() + borders[std::size_t(part)];
         char const* const end = text.data() + borders[std::size_t(part) + 1];
-        while (p < end) {
-            while (p < end && Text::IsSpace(*p))
+        // Only "vertex" matters, and no other word or number of the format
+        // holds a 'v': the scan jumps from 'v' to 'v' (any case), and a
+        // "vertex" owned by this part reads its numbers wherever they lie.
+        while ((p = FindV(p, end)) < end) {
+            if ((p != text.data() && !Text::IsSpace(p[-1])) || !IsVertexWord(p, textEnd)) {
                 ++p;
-            if (p == end) break;
-            // A "vertex" owned by this part reads its numbers wherever they lie.
-            if ((*p | 0x20) == 'v' && IsVertexWord(p, textEnd)) {
-                char const* const word = p;
-                double xyz[3];
-                p += 6;
-                if (Text::ScanDoublesAt(p, textEnd, xyz, 3) != 3)
-                    op.Throw(
-                        QEL_FILE_READ_ERROR, "path",
-                        CQEL_String::FromFormat("\"vertex\" at byte %lld is not followed by three numbers",
-                                                (long long)(word - text.data())));
-                values.insert(values.end(), xyz, xyz + 3);
                 continue;
             }
-            while (p < end && !Text::IsSpace(*p))
-                ++p;
+            char const* const word = p;
+            double xyz[3];
+            p += 6;
+            if (Text::ScanDoublesAt(p, textEnd, xyz, 3) != 3)
+                op.Throw(QEL_FILE_READ_ERROR, "path",
+                         CQEL_String::FromFormat("\"vertex\" at byte %lld is not followed by three numbers",
+                                                 (long long)(word - text.data())));
+            values.insert(values.end(), xyz, xyz + 3);
         }
     });
     return Join(found);
