@@ -108,10 +108,13 @@ void CNURBS_Curve_ClosestPoint::Build(int node, int first, int count) {
     std::vector<int> order(static_cast<std::size_t>(count));
     std::iota(order.begin(), order.end(), first);
     int const half = count / 2;
-    std::nth_element(order.begin(), order.begin() + half, order.end(), [&](int x, int y) {
-        return m_spanBoxes[x].lo[axis] + m_spanBoxes[x].hi[axis] <
-               m_spanBoxes[y].lo[axis] + m_spanBoxes[y].hi[axis];
-    });
+    // Keys that are not finite (boxes of curves with extreme weights) sort as 0, keeping the order strict.
+    auto const key = [&](int i) {
+        double const k = m_spanBoxes[i].lo[axis] + m_spanBoxes[i].hi[axis];
+        return std::isfinite(k) ? k : 0.0;
+    };
+    std::nth_element(order.begin(), order.begin() + half, order.end(),
+                     [&](int x, int y) { return key(x) < key(y); });
     std::vector<SSpan> spans(static_cast<std::size_t>(count));
     std::vector<SBox> boxes(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)

@@ -113,6 +113,42 @@ void WriteMeshRecords(std::filesystem::path const& folder) {
     }
 }
 
+// NURBS curve records as the container hands them over: a rational cubic
+// with a repeated knot, a quadratic arc, and a curve in the new state; and a
+// container holding a curve beside a point set and a mesh.
+void WriteCurveRecords(std::filesystem::path const& folder, std::filesystem::path const& qelFolder) {
+    std::filesystem::create_directories(folder);
+    CNURBS_Curve curves[3];
+    curves[0].CheckSpace(7, 3);
+    curves[0].EditKnotVector().set_Knots(5, curves[0].GetKnotVector().get_Knots(4));
+    for (int i = 0; i < 7; ++i)
+        curves[0].set_CtrlPts(i, CCtrlPoint(i, i % 3, -i, 0.5 + 0.25 * (i % 4)));
+    curves[0].SetName(CQEL_String::FromASCII("seed"));
+    curves[1].CheckSpace(3, 2);
+    curves[1].set_CtrlPts(0, CCtrlPoint(1, 0, 0, 1));
+    curves[1].set_CtrlPts(1, CCtrlPoint(0.5, 0.5, 0, 0.5));
+    curves[1].set_CtrlPts(2, CCtrlPoint(0, 1, 0, 1));
+    curves[1].SetClosed(true);
+    for (int i = 0; i < 3; ++i) {
+        CExportData data;
+        curves[i].Serialise(&data);
+        std::string const path = (folder / ("curve" + std::to_string(i) + ".rec")).string();
+        std::FILE* file = std::fopen(path.c_str(), "wb");
+        if (file == nullptr) throw std::runtime_error("cannot write " + path);
+        data.ForEachRun(
+            [&](unsigned char const* run, std::int64_t n) { std::fwrite(run, 1, std::size_t(n), file); });
+        std::fclose(file);
+    }
+    CPointSet const points = MakePointSet();
+    CTriangulation const mesh = MakeMesh();
+    CQEL_Array<ISerialisable const*> list;
+    list.PushBack(&points, 1);
+    list.PushBack(&curves[0], 1);
+    list.PushBack(&mesh, 1);
+    CQELParser parser;
+    parser.Export(CQEL_String::FromASCII((qelFolder / "curve.qel").c_str()), list, CQEL_String());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -129,6 +165,7 @@ int main(int argc, char** argv) {
         }
         WriteTriangleSeeds(root);
         WriteMeshRecords(root / "qel_mesh");
+        WriteCurveRecords(root / "qel_curve", root / "qel");
     } catch (std::exception const& e) {
         std::fprintf(stderr, "error: %s\n", e.what());
         return 1;

@@ -33,7 +33,9 @@ double GaussLength(CNURBS_Curve_Evaluator const& eval, double a, double b) {
 double AdaptiveLength(CNURBS_Curve_Evaluator const& eval, double a, double b, double whole, int depth) {
     double const mid = 0.5 * (a + b);
     double const left = GaussLength(eval, a, mid), right = GaussLength(eval, mid, b);
-    if (depth >= kMaxDepth || std::fabs(left + right - whole) <= 1e-13 * std::fabs(left + right))
+    // A length that is not finite (a weight of 0 inside the range) cannot improve by halving.
+    if (depth >= kMaxDepth || !std::isfinite(left + right) ||
+        std::fabs(left + right - whole) <= 1e-13 * std::fabs(left + right))
         return left + right;
     return AdaptiveLength(eval, a, mid, left, depth + 1) + AdaptiveLength(eval, mid, b, right, depth + 1);
 }
