@@ -75,6 +75,7 @@
 #include "entities/ITriangulation_ClosestTriangleFinder.h"
 #include "entities/SErrorStats.h"
 #include "operations/nurbs/CNURBS_Curve_Analyse.h"
+#include "operations/nurbs/CNURBS_Curve_Create.h"
 #include "operations/pointset/CPointSet_Analyse.h"
 #include "operations/pointset/CPointSet_Create.h"
 #include "operations/pointset/CPointSet_Merge.h"

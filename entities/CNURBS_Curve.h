@@ -22,6 +22,8 @@
 
 namespace QEL::Core {
 
+class CPointSet;
+
 class QEL_API CNURBS_Curve : public CNURBS_Curve_Base,
                              public CQEL_Type,
                              public ISerialisable,
@@ -56,6 +58,21 @@ class QEL_API CNURBS_Curve : public CNURBS_Curve_Base,
     // times. elevation outside 1 .. 50 - order throws reason 5
     // ("elevation"); a curve that is not one Bezier section reason 14.
     void DegreeElevationBezierSection(int elevation);
+
+    // The curve's own fits to a point set's points, taken section after
+    // section as one scan (CNURBS_Curve_Create fits scan by scan):
+    // FitToPoints1 makes the curve pass through every point: interpolation
+    // with chord-length parameters and averaged knots, of the curve's degree
+    // (3 while it has none), closed when the last point repeats the first
+    // bit for bit. FitToPoints2 keeps the curve's degree, knots and number of
+    // control points and moves the control points to the least-squares fit
+    // of the points at chord-length parameters over the curve's range, its
+    // ends on the first and last point. Null pPoints throws reason 0; too
+    // few points for the degree (1) or the control points (2), coinciding
+    // consecutive points (1) or a singular system reason 14 ("pPoints"); a
+    // curve without knots (2) reason 10. Linear in the number of points.
+    void FitToPoints1(CPointSet const* pPoints);
+    void FitToPoints2(CPointSet const* pPoints);
 
     // Arc-length centroid and box of the curve, from its render mesh
     // (within the curve's tolerance); (0, 0, 0) for a curve without shape.
