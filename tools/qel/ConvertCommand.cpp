@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "CurveFiles.h"
 #include "MeshFiles.h"
 #include "PointFiles.h"
 #include "QelCommands.h"
@@ -20,14 +21,19 @@ void AddConvertCommand(CLI::App& app) {
     static std::string in, out, key;
     static bool append = false;
     static int digits = 6;
+    static int samples = 100;
     convert->add_option("IN", in, "The file to read")->required();
     convert->add_option("OUT", out, "The file to write")->required();
     convert->add_option("--key", key, "The key of an enciphered .qel input, or to encipher a .qel output");
     convert->add_flag("--append", append, "Append to a point file instead of replacing it");
     convert->add_option("--digits", digits, "Significant digits of text values (1 to 17; 17 is exact)")
         ->check(CLI::Range(1, 17));
+    convert->add_option("--samples", samples, "Points per curve when curves become point sections")
+        ->check(CLI::Range(2, 100000000))
+        ->capture_default_str();
     convert->callback([] {
         if (ConvertMeshes(in, out, key)) return;
+        if (ConvertCurves(in, out, key, samples)) return;
         // A container's key opens the input; an output container takes the same key.
         std::string const inKey = IsContainer(in) ? key : std::string();
         std::string const outKey = IsContainer(out) ? key : std::string();

@@ -214,7 +214,8 @@ class CShape {
 }  // namespace
 
 void AddCreateCommand(CLI::App& app) {
-    auto* create = app.add_subcommand("create", "Create a point set from a shape and print its summary");
+    auto* create =
+        app.add_subcommand("create", "Create a point set or a curve from a shape and print its summary");
     create->require_subcommand(1);
     create->preparse_callback([](std::size_t) { LimitMemory(); });
     static std::vector<std::unique_ptr<CShape>> shapes;
@@ -381,6 +382,7 @@ void AddCreateCommand(CLI::App& app) {
             c.ProfileOffset(*o.source, CPlane3d(o.Point("plane-point"), o.Vector("plane-normal")),
                             o.number.at("offset"));
         });
+    AddCurveShapes(*create);
 }
 
 }  // namespace QEL::Tool

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "CurveFiles.h"
 #include "MeshFiles.h"
 #include "PointFiles.h"
 #include "QelCommands.h"
@@ -91,6 +92,7 @@ void AddInfoCommand(CLI::App& app) {
         for (std::size_t i = 0; i < sets.size(); ++i)
             ShowPointSet(*sets[i], sets.size() == 1 ? "point set" : "point set " + std::to_string(i));
         if (IsContainer(file)) ShowMeshes(file, key);
+        if (IsContainer(file)) ShowCurves(file, key);
     });
 }
 

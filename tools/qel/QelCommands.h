@@ -22,5 +22,9 @@ void PrintPointSetSummary(char const* shape, QEL::Core::CPointSet const& set);
 void AddInfoCommand(CLI::App& app);
 // `qel convert IN OUT [--key KEY] [--append]`: between point formats and .qel.
 void AddConvertCommand(CLI::App& app);
+// `qel create curve-line|curve-arc|curve-net`: the curve shapes of `qel create` (CreateCurveCommand.cpp).
+void AddCurveShapes(CLI::App& create);
+// `qel fit SCANS --degree 3 [--parameterisation ...] [--approximate N] -o curves.qel`.
+void AddFitCommand(CLI::App& app);
 
 }  // namespace QEL::Tool

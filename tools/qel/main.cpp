@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
     QEL::Tool::AddTourCommand(app);
     QEL::Tool::AddInfoCommand(app);
     QEL::Tool::AddConvertCommand(app);
+    QEL::Tool::AddFitCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {
