@@ -4,10 +4,47 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 
 #include "core/CQEL_Operation.h"
 
 namespace QEL::Core {
+
+namespace {
+
+// Forward (L y = b, L unit lower triangular) and backward (U x = y)
+// substitution over the band (row i holds columns i - kl .. i + ku), for
+// rhs rows of stride values.
+template <class Stride>
+void Substitute(double const* band, int n, int kl, int ku, double* rhs, Stride stride) {
+    std::size_t const width = std::size_t(kl) + std::size_t(ku) + 1;
+    for (int i = 1; i < n; ++i) {
+        double const* row = band + std::size_t(i) * width;
+        double* yi = rhs + std::size_t(i) * stride;
+        for (int j = std::max(0, i - kl); j < i; ++j) {
+            double const l = row[j - i + kl];
+            double const* yj = rhs + std::size_t(j) * stride;
+            for (std::size_t c = 0; c < stride; ++c)
+                yi[c] -= l * yj[c];
+        }
+    }
+    for (int i = n - 1; i >= 0; --i) {
+        double const* row = band + std::size_t(i) * width;
+        double* xi = rhs + std::size_t(i) * stride;
+        int const lastCol = std::min(n - 1, i + ku);
+        for (int j = i + 1; j <= lastCol; ++j) {
+            double const u = row[j - i + kl];
+            double const* xj = rhs + std::size_t(j) * stride;
+            for (std::size_t c = 0; c < stride; ++c)
+                xi[c] -= u * xj[c];
+        }
+        double const inv = 1.0 / row[kl];
+        for (std::size_t c = 0; c < stride; ++c)
+            xi[c] *= inv;
+    }
+}
+
+}  // namespace
 
 void CQEL_BandedLU::Reset(int n, int kl, int ku) {
     static CQEL_Operation const op("QEL::Core::CQEL_BandedLU::Reset");
@@ -78,34 +115,11 @@ void CQEL_BandedLU::Solve(double* rhs, int nrhs) const {
     op.Check(m_factorised, QEL_INVALID_OPERATION, "", "The matrix is not factorised");
     op.Check(rhs != nullptr || m_n == 0, QEL_NULL_PARAMETER, "rhs", "Null Pointer");
     op.CheckRange(nrhs, 1, 1000000, "nrhs");
-    int const kl = m_kl, ku = m_ku;
-    std::size_t const stride = std::size_t(nrhs);
-    // Forward: L y = b, L unit lower triangular.
-    for (int i = 1; i < m_n; ++i) {
-        double const* row = Band(i);
-        double* yi = rhs + std::size_t(i) * stride;
-        for (int j = std::max(0, i - kl); j < i; ++j) {
-            double const l = row[j - i + kl];
-            double const* yj = rhs + std::size_t(j) * stride;
-            for (std::size_t c = 0; c < stride; ++c)
-                yi[c] -= l * yj[c];
-        }
-    }
-    // Backward: U x = y.
-    for (int i = m_n - 1; i >= 0; --i) {
-        double const* row = Band(i);
-        double* xi = rhs + std::size_t(i) * stride;
-        int const lastCol = std::min(m_n - 1, i + ku);
-        for (int j = i + 1; j <= lastCol; ++j) {
-            double const u = row[j - i + kl];
-            double const* xj = rhs + std::size_t(j) * stride;
-            for (std::size_t c = 0; c < stride; ++c)
-                xi[c] -= u * xj[c];
-        }
-        double const inv = 1.0 / row[kl];
-        for (std::size_t c = 0; c < stride; ++c)
-            xi[c] *= inv;
-    }
+    // x, y, z of points (3 per row) get loops the compiler unrolls.
+    if (nrhs == 3)
+        Substitute(m_band.data(), m_n, m_kl, m_ku, rhs, std::integral_constant<std::size_t, 3>());
+    else
+        Substitute(m_band.data(), m_n, m_kl, m_ku, rhs, std::size_t(nrhs));
 }
 
 }  // namespace QEL::Core

@@ -6,26 +6,25 @@
 #include <vector>
 
 #include "core/CQEL_BandedLU.h"
+#include "entities/NURBS_Basis.h"
 
 namespace QEL::Core::CurveFitting {
 
 namespace {
 
-// Basis values of every parameter: spans[i] and order values from values[i * order].
-struct SBasisRows {
-    std::vector<int> spans;
-    std::vector<double> values;
-};
-
-SBasisRows BasisRows(CNURBS_KnotVector const& knots, double const* t, int count) {
-    int const order = knots.GetOrder();
-    SBasisRows rows;
-    rows.spans.resize(std::size_t(count));
-    rows.values.resize(std::size_t(count) * std::size_t(order));
-    for (int i = 0; i < count; ++i)
-        rows.spans[std::size_t(i)] =
-            knots.CalcBasisFuns(t[i], &rows.values[std::size_t(i) * std::size_t(order)]);
-    return rows;
+// The span of u (as CNURBS_KnotVector::FindKnotSpan), walking on from the
+// span of the previous parameter: fitted parameters come in increasing
+// order, so the walk costs a comparison or two. Out-of-order or far jumps
+// and the ends of the range fall back to the bisection.
+int NextSpan(double const* U, int m, int k, double u, int previous) {
+    if (!(u > U[k - 1] && u < U[m - k]) || previous < k - 1 || U[previous] > u)
+        return NURBS::FindSpan(U, m, k, u);
+    int span = previous;
+    for (int steps = 0; U[span + 1] <= u; ++steps) {
+        if (steps == 8) return NURBS::FindSpan(U, m, k, u);
+        ++span;  // stops by m - k - 1, as u < U[m - k]
+    }
+    return span;
 }
 
 }  // namespace
@@ -125,23 +124,23 @@ EFitStatus Interpolate(CNURBS_KnotVector const& knots, SPoints points, double co
     int const n = points.count;
     int const order = knots.GetOrder();
     int const degree = order - 1;
-    SBasisRows const rows = BasisRows(knots, t, n);
-    // Row i has its values in columns span - degree .. span; the band is the
-    // widest reach below and above the diagonal over all rows.
+    double const* U = knots.GetKnots().begin();
+    int const m = knots.GetNumKnots();
+    // Spans first: row i has its values in columns span - degree .. span, and
+    // the band is the widest reach below and above the diagonal over all rows.
+    std::vector<int> spans(static_cast<std::size_t>(n));
     int kl = 0, ku = 0;
-    for (int i = 0; i < n; ++i) {
-        int const first = rows.spans[std::size_t(i)] - degree;
-        kl = std::max(kl, i - first);
-        ku = std::max(ku, first + degree - i);
+    for (int i = 0, span = order - 1; i < n; ++i) {
+        span = spans[std::size_t(i)] = NextSpan(U, m, order, t[i], span);
+        kl = std::max(kl, i - (span - degree));
+        ku = std::max(ku, span - i);
     }
-    kl = std::min(kl, n - 1);
-    ku = std::min(ku, n - 1);
     CQEL_BandedLU system;
-    system.Reset(n, kl, ku);
+    system.Reset(n, std::min(kl, n - 1), std::min(ku, n - 1));
+    // The basis values straight into their rows (A2.2).
     for (int i = 0; i < n; ++i) {
-        int const first = rows.spans[std::size_t(i)] - degree;
-        double* row = system.RowSpan(i, first, order);
-        std::copy_n(&rows.values[std::size_t(i) * std::size_t(order)], order, row);
+        int const span = spans[std::size_t(i)];
+        NURBS::BasisFuns(U, span, t[i], order, system.RowSpan(i, span - degree, order));
     }
     if (!system.Factorise()) return EFitStatus::Singular;
     for (int i = 0; i < n; ++i) {
@@ -175,9 +174,13 @@ EFitStatus LeastSquares(CNURBS_KnotVector const& knots, SPoints points, double c
     CQEL_BandedLU system;
     system.Reset(unknowns, band, band);
     std::vector<double> rhs(std::size_t(unknowns) * 3, 0.0);
-    double basis[50];
+    double basis[NURBS::kMaxOrder];
+    double const* U = knots.GetKnots().begin();
+    int const numKnots = knots.GetNumKnots();
+    int span = order - 1;
     for (int k = 0; k < m; ++k) {
-        int const span = knots.CalcBasisFuns(t[k], basis);
+        span = NextSpan(U, numKnots, order, t[k], span);
+        NURBS::BasisFuns(U, span, t[k], order, basis);
         Elements::CPoint3<double> r = points[k];
         int const firstCtrl = span - degree;
         if (pinEnds) {
