@@ -15,7 +15,7 @@ runs=${RUNS:-5}
 ascii_runs=${ASCII_RUNS:-3}
 jobs=$(nproc 2>/dev/null || echo 2)
 
-packages="libmeshoptimizer-dev libtbb-dev libassimp-dev libopenmesh-dev libocct-data-exchange-dev libcgal-dev libopen3d-dev"
+packages="libmeshoptimizer-dev libtbb-dev libassimp-dev libopenmesh-dev libocct-data-exchange-dev libocct-modeling-algorithms-dev libocct-foundation-dev libcgal-dev libopen3d-dev"
 missing=""
 for p in $packages; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
@@ -69,4 +69,25 @@ for p in qel meshopt assimp openmesh occt cgal open3d; do
   name=${d%%|*}
   what=${d#*|}
   echo "| $name | $what | $(field "$binary" 4) | $(field "$ascii" 4) | $(field "$binary" 2) | $(field "$binary" 3) |"
+done
+
+# Curves: cubic interpolation through the same scan of a helix (uneven
+# spacing) with chord-length parameters, 1,000 and 100,000 points.
+fit_runs=${FIT_RUNS:-7}
+echo
+echo "Cubic interpolation through every point of a helix scan, chord-length parameters: median wall time of $fit_runs fits."
+echo
+echo "| Library | What it does | Points | Control points | Median (ms) | Largest distance at the data |"
+echo "|---|---|---:|---:|---:|---:|"
+for p in fit_qel fit_occt; do
+  program="$build/compare_$p"
+  [ -x "$program" ] || continue
+  case "$p" in
+    fit_qel) name="QEL"; what="CNURBS_Curve_Create::InterpolateScan: banded collocation system, one factorisation, x, y, z solved together" ;;
+    fit_occt) name="OpenCASCADE 7.6"; what="GeomAPI_Interpolate::Perform (its default parameters are chord lengths)" ;;
+  esac
+  for n in 1000 100000; do
+    line=$("$program" "$n" "$fit_runs" 2>/dev/null || true)
+    echo "| $name | $what | $(field "$line" 1) | $(field "$line" 2) | $(field "$line" 3) | $(field "$line" 4) |"
+  done
 done
