@@ -22,7 +22,6 @@
 #include "formats/QEL_TextNumbers.h"
 #include "operations/triangulation/QEL_TriangleAssembly.h"
 #include "platform/CFaultTranslator.h"
-#include "platform/CTask.h"
 
 namespace QEL::Core {
 
@@ -141,22 +140,21 @@ bool CTriangulationParser::WriteSTLFile(CQEL_String const& path, CTriangulation 
         std::memcpy(head + kHeaderBytes, &count, 4);
         file.Write(head, sizeof head);
 
-        // Records are made in blocks, each block's parts side by side.
+        // Records are made in cache-sized blocks on this thread: making one
+        // costs less than the system's copy of it into the file, so parts
+        // on other threads would mostly wait.
         TriangleFiles::STriangleView const view(tris);
-        constexpr int kBlock = 1 << 16;
+        constexpr int kBlock = 1 << 14;
         std::vector<unsigned char> records(std::size_t(kBlock) * kRecordBytes);
         for (int first = 0; first < triangles; first += kBlock) {
             int const n = std::min(kBlock, triangles - first);
-            int const parts = PartsFor(n, 1 << 13);
-            RunInParts(parts, [&](int part) {
-                for (int i = n * part / parts, end = n * (part + 1) / parts; i < end; ++i) {
-                    unsigned char* record = records.data() + std::size_t(i) * kRecordBytes;
-                    float values[12];
-                    view.Record(first + i, values);
-                    std::memcpy(record, values, 48);
-                    record[48] = record[49] = 0;
-                }
-            });
+            for (int i = 0; i < n; ++i) {
+                unsigned char* record = records.data() + std::size_t(i) * kRecordBytes;
+                float values[12];
+                view.Record(first + i, values);
+                std::memcpy(record, values, 48);
+                record[48] = record[49] = 0;
+            }
             file.Write(records.data(), std::size_t(n) * kRecordBytes);
         }
         file.Commit();
