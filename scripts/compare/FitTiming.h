@@ -56,7 +56,7 @@ int FitMain(int argc, char** argv, Fit&& fit) {
             times.push_back(std::chrono::duration<double, std::milli>(stop - start).count());
         }
         std::sort(times.begin(), times.end());
-        std::printf("%d\t%d\t%.1f\t%.2e\n", n, result.controlPoints, times[times.size() / 2],
+        std::printf("%d\t%d\t%.3f\t%.2e\n", n, result.controlPoints, times[times.size() / 2],
                     result.maxDistance);
     } catch (std::exception const& e) {
         std::fprintf(stderr, "%s: %s\n", argv[0], e.what());

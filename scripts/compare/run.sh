@@ -72,7 +72,8 @@ for p in qel meshopt assimp openmesh occt cgal open3d; do
 done
 
 # Curves: cubic interpolation through the same scan of a helix (uneven
-# spacing) with chord-length parameters, 1,000 and 100,000 points.
+# spacing) with chord-length parameters, 1,000, 10,000 and 100,000 points
+# (the cost should grow linearly).
 fit_runs=${FIT_RUNS:-7}
 echo
 echo "Cubic interpolation through every point of a helix scan, chord-length parameters: median wall time of $fit_runs fits."
@@ -86,7 +87,7 @@ for p in fit_qel fit_occt; do
     fit_qel) name="QEL"; what="CNURBS_Curve_Create::InterpolateScan: banded collocation system, one factorisation, x, y, z solved together" ;;
     fit_occt) name="OpenCASCADE 7.6"; what="GeomAPI_Interpolate::Perform (its default parameters are chord lengths)" ;;
   esac
-  for n in 1000 100000; do
+  for n in 1000 10000 100000; do
     line=$("$program" "$n" "$fit_runs" 2>/dev/null || true)
     echo "| $name | $what | $(field "$line" 1) | $(field "$line" 2) | $(field "$line" 3) | $(field "$line" 4) |"
   done
