@@ -79,19 +79,6 @@ TEST(TriangleAssembly, WeldCountsDistinctCornerTriples) {
     ExpectWeldOf(distinct);
 }
 
-TEST(TriangleAssembly, WeldReadsCornersInPlaceFromStridedRecords) {
-    // Three corners at 12-byte steps inside 50-byte records, as binary STL lays them out.
-    std::vector<unsigned char> records(50 * 2, 0xAB);
-    float const corners[2][9] = {{0, 0, 0, 1, 0, 0, 0, 1, 0}, {1, 0, 0, 0, 1, 0, 1, 1, 0}};
-    for (int t = 0; t < 2; ++t)
-        std::memcpy(records.data() + 50 * t + 12, corners[t], 36);
-    SPointSource const source{records.data() + 12, 2, 3, 50, 12, false};
-    std::vector<int> ids(6);
-    CBuffer<int> first;
-    EXPECT_EQ(Weld(source, ids.data(), first), 4);
-    EXPECT_EQ(ids, (std::vector<int>{0, 1, 2, 1, 2, 3}));
-}
-
 TEST(TriangleAssembly, ToleranceWeldMatchesBruteForceOnCellBorders) {
     // Clusters centred on multiples of the cell width (twice the tolerance),
     // so that close points straddle cell borders, with chains across them.
@@ -140,17 +127,6 @@ TEST(TriangleAssembly, ToleranceWeldMatchesBruteForceOnCellBorders) {
         for (int w = v + 1; w < exact; ++w)
             ASSERT_EQ(find(v) == find(w), remap[v] == remap[w]) << v << " " << w;
     EXPECT_LT(groups, exact - 100);  // the test does join many
-}
-
-TEST(TriangleAssembly, ClosedMeshPairsEveryHalfEdge) {
-    SIndexedMesh const torus = MakeTorus(24, 16);
-    SConnected mesh;
-    Connect(torus.Corners(), torus.Triangles(), torus.Vertices(), mesh);
-    EXPECT_EQ(mesh.degenerate, 0);
-    EXPECT_EQ(mesh.boundaryHalfEdges, 0);
-    EXPECT_EQ(mesh.nonManifoldEdges, 0);
-    EXPECT_EQ(mesh.orientationConflicts, 0);
-    ExpectValidConnectivity(mesh, torus.Vertices());
 }
 
 TEST(TriangleAssembly, DamagedMeshesLoadWithTheirFaultsCounted) {
