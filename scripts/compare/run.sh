@@ -55,10 +55,10 @@ field() { printf '%s\n' "$1" | cut -f"$2" | sed 's/^$/-/'; }
 
 echo
 echo "Torus of $(( 800 * 500 * 2 )) triangles, 400,000 distinct vertices: binary STL $(du -m "$data/torus.stl" | cut -f1) MB, ASCII STL $(du -m "$data/torus.ascii.stl" | cut -f1) MB."
-echo "Median wall time of $runs reads (binary) and $ascii_runs reads (ASCII), each library as it comes (threads where it starts them), $(nproc) cores."
+echo "Median wall time, and CPU time of all threads, of $runs reads (binary) and $ascii_runs reads (ASCII); each library as it comes (threads where it starts them); $(nproc) cores, load average $(cut -d' ' -f1 /proc/loadavg)."
 echo
-echo "| Library | What it builds | Binary STL (ms) | ASCII STL (ms) | Vertices | Triangles |"
-echo "|---|---|---:|---:|---:|---:|"
+echo "| Library | What it builds | Binary STL (ms) | Binary STL, CPU (ms) | ASCII STL (ms) | ASCII STL, CPU (ms) | Vertices | Triangles |"
+echo "|---|---|---:|---:|---:|---:|---:|---:|"
 for p in qel meshopt assimp openmesh occt cgal open3d; do
   program="$build/compare_$p"
   [ -x "$program" ] || continue
@@ -68,7 +68,7 @@ for p in qel meshopt assimp openmesh occt cgal open3d; do
   d=$(describe "$p")
   name=${d%%|*}
   what=${d#*|}
-  echo "| $name | $what | $(field "$binary" 4) | $(field "$ascii" 4) | $(field "$binary" 2) | $(field "$binary" 3) |"
+  echo "| $name | $what | $(field "$binary" 4) | $(field "$binary" 5) | $(field "$ascii" 4) | $(field "$ascii" 5) | $(field "$binary" 2) | $(field "$binary" 3) |"
 done
 
 # Curves: cubic interpolation through the same scan of a helix (uneven
