@@ -186,13 +186,19 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
 bool CPointSetParser::WriteASCFile(CQEL_String const& path, CPointSet const& source, bool append,
                                    SPointFileOptions const& options) {
     static CQEL_Operation const op("QEL::Core::CPointSetParser::WriteASCFile");
-    // Per section, the attribute written in each group of columns (the last
-    // row naming them that the section has), or -1.
-    std::array<int, CPtsData::kCount> written{};
+    // Per section, the arrays written, one per group of columns (the last
+    // row naming them that the section has), in the order of the columns.
+    struct SSource {
+        EPointElement element;
+        void const* array;  // the CQEL_Array of the element type
+    };
+    std::array<SSource, CPtsData::kCount> sources{};
+    int numSources = 0;
     return WriteTextPointFile(
         op, path, source, append, options,
         [&](CPointSet_Section const& section, CLineWriter& line) {
             CPtsData const flags = section.GetMetaDataFlags();
+            std::array<int, CPtsData::kCount> written;
             written.fill(-1);
             for (int a = 0; a < CPtsData::kCount; ++a) {
                 int const slot = kAscColumns.first[a];
@@ -201,28 +207,32 @@ bool CPointSetParser::WriteASCFile(CQEL_String const& path, CPointSet const& sou
             }
             // The header names the columns that follow.
             line.Literal("scan");
-            for (int group = 0; group < CPtsData::kCount; ++group)
-                if (written[std::size_t(group)] >= 0) {
-                    line.Literal(" ");
-                    line.Literal(kPointAttributes[group].columns);
-                }
-            line.End();
-        },
-        [&](CPointSet_Section const& section, int i, CLineWriter& line) {
+            numSources = 0;
             for (int group = 0; group < CPtsData::kCount; ++group) {
                 int const a = written[std::size_t(group)];
                 if (a < 0) continue;
-                VisitPointElement(kPointAttributes[a].element, [&]<EPointElement E>() {
+                line.Literal(" ");
+                line.Literal(kPointAttributes[group].columns);
+                SPointAttribute const& row = kPointAttributes[a];
+                sources[std::size_t(numSources++)] = {
+                    row.element, VisitPointElement(row.element, [&]<EPointElement E>() -> void const* {
+                        return &PointAttributeCollection<E>(section, row).GetAsArray();
+                    })};
+            }
+            line.End();
+        },
+        [&](CPointSet_Section const&, int i, CLineWriter& line) {
+            for (int k = 0; k < numSources; ++k)
+                VisitPointElement(sources[std::size_t(k)].element, [&]<EPointElement E>() {
                     if constexpr (E != EPointElement::Pointer) {
                         auto const& array =
-                            PointAttributeCollection<E>(section, kPointAttributes[a]).GetAsArray();
+                            *static_cast<CQEL_Array<PointElement_t<E>> const*>(sources[std::size_t(k)].array);
                         double values[3] = {};
                         ToComponents<E>(array.Unsafe_Get(i), values);
                         for (int c = 0; c < kPointComponents<E>; ++c)
                             line.Value(values[c]);
                     }
                 });
-            }
         });
 }
 

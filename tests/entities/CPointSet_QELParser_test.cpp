@@ -115,7 +115,7 @@ TEST(PointSetRecord, WritesTagsNamesAndCountsInTheIndex) {
     EXPECT_EQ(data.GetIndexField2(), 6);
     EXPECT_EQ(ChunkTags(data), (std::vector<std::string>{"NAME    ", "POINTS  ", "NAME    ", "POINTS  "}));
 
-    CPointSet full = MakeSet(1, 2, AllStored() | CPtsData::usr, 6);
+    CPointSet full = MakeSet(1, 2, CPtsData(0x7FF), 6);  // the attributes whose tags are fixed below
     unsigned char const user[] = {9};
     full.SetUserMetaData(CQEL_Array<unsigned char>(1, user));
     CExportData all;
