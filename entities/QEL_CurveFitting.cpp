@@ -91,8 +91,14 @@ void ParametersAtMaxima(CNURBS_KnotVector const& knots, double* t) {
             t[i] = greville(i);
         return;
     }
-    double row0[50], row1[50], row2[50];
+    // The derivatives by the kernel behind CalcBasisFunsAndDerivs (A2.3); the
+    // parameters stay inside the knots' range.
+    double const* U = knots.GetKnots().begin();
+    int const m = knots.GetNumKnots();
+    int lastSpan = order - 1;
+    double row0[NURBS::kMaxOrder], row1[NURBS::kMaxOrder], row2[NURBS::kMaxOrder];
     double* ders[3] = {row0, row1, row2};
+    double ndu[NURBS::kMaxOrder][NURBS::kMaxOrder];
     double const tol = 1e-15 * (end - start);
     for (int i = 1; i < n - 1; ++i) {
         // Basis function i lives on [U[i], U[i + order]] and rises, then falls.
@@ -100,7 +106,9 @@ void ParametersAtMaxima(CNURBS_KnotVector const& knots, double* t) {
         double hi = std::min(knots.get_Knots(i + order), end);
         double u = greville(i);
         for (int iteration = 0; iteration < 100; ++iteration) {
-            int const span = knots.CalcBasisFunsAndDerivs(u, 2, ders);
+            int const span = NextSpan(U, m, order, u, lastSpan);
+            lastSpan = span;
+            NURBS::BasisFunsDerivs(U, span, u, order, 2, ders, ndu);
             int const r = i - (span - degree);
             double const d1 = (r >= 0 && r <= degree) ? row1[r] : 0.0;
             double const d2 = (r >= 0 && r <= degree) ? row2[r] : 0.0;
@@ -109,10 +117,17 @@ void ParametersAtMaxima(CNURBS_KnotVector const& knots, double* t) {
                 lo = u;
             else
                 hi = u;
-            // Newton where the function is concave, halving the bracket elsewhere.
-            double next = d2 < 0.0 ? u - d1 / d2 : 0.5 * (lo + hi);
+            // Newton where the function is concave, halving the bracket
+            // elsewhere; a Newton step below the tolerance has converged (it
+            // may be below one ulp of u, so it is not tested against the bracket).
+            double const step = d2 < 0.0 ? -d1 / d2 : HUGE_VAL;
+            if (std::fabs(step) <= tol) {
+                u += step;
+                break;
+            }
+            double next = u + step;
             if (!(next > lo && next < hi)) next = 0.5 * (lo + hi);
-            bool const done = std::fabs(next - u) <= tol || hi - lo <= tol;
+            bool const done = hi - lo <= tol;
             u = next;
             if (done) break;
         }

@@ -112,7 +112,7 @@ class QEL_API CNURBS_Curve_Create {
     void InterpolateScan_Params(CPointSet_Section const& scan, int degree);
 
     // Least squares on the curve's own knots and degree (both kept, with the
-    // closed flag; the control points are replaced): the control points that
+    // closed flag; the control points are replaced, all of weight 1): the control points that
     // minimise the sum of squared distances between each scan point and the
     // curve at the point's parameter (its cuv pair), every point weighted
     // alike (The NURBS Book 9.4.1). End conditions: when the first point's
