@@ -181,10 +181,9 @@ bool ReadTRI(CTriangulationParser& parser, CQEL_String const& path, CTriangulati
         if (list.GetNum() > 1)
             CQEL_Output_Events::Warning(CQEL_String::FromFormat(
                 "  %s holds %d triangulations; only the first was taken", path.GetArray(), list.GetNum()));
-        if (list.IsEmpty())
-            target->Reset();
-        else
-            *target = std::move(list.Get(0));
+        // Reset first: copying an empty triangulation would leave the target as it was.
+        target->Reset();
+        if (!list.IsEmpty()) *target = list.Get(0);
         return true;
     });
 }

@@ -406,4 +406,8 @@ TEST_F(TriangleFiles, RawEdgeCases) {
     EXPECT_EQ(mesh.get_Pts(0).get_x(), 1.23457);
     EXPECT_EQ(mesh.get_Pts(0).get_z(), 98765.4);
     EXPECT_EQ(Count(m_texts, "  Number of points = 3"), 2);
+    // An empty ".tri" through the format table empties the target (a copy of an empty one would not).
+    Write("empty.tri", Tri(SIndexedMesh{}));
+    ASSERT_TRUE(FindTriangleFormat(Path("empty.tri"))->read(parser, Path("empty.tri"), &mesh));
+    EXPECT_EQ(mesh.GetNumPts(), 0);
 }
