@@ -7,19 +7,9 @@
 
 namespace QEL::Core {
 
-CNURBS_Curve_Evaluator::CNURBS_Curve_Evaluator(CNURBS_Curve_Base const& curve, int hint)
-    : m_U(nullptr),
-      m_P(nullptr),
-      m_m(curve.GetNumKnots()),
-      m_k(curve.GetOrder()),
-      m_n(curve.GetCtrlPts().Count()),
-      m_hint(hint) {
-    if (m_k < 1 || m_k > NURBS::kMaxOrder || m_n < m_k || m_m != m_n + m_k) {
-        static CQEL_Operation const op("QEL::Core::CNURBS_Curve_Evaluator::CNURBS_Curve_Evaluator");
-        op.Throw(QEL_INVALID_CURVE, "curve", "This is an invalid curve");
-    }
-    m_U = curve.GetKnotVector().GetKnots().begin();
-    m_P = curve.GetCtrlPts().begin();
+void CNURBS_Curve_Evaluator::ThrowInvalid() {
+    static CQEL_Operation const op("QEL::Core::CNURBS_Curve_Evaluator::CNURBS_Curve_Evaluator");
+    op.Throw(QEL_INVALID_CURVE, "curve", "This is an invalid curve");
 }
 
 void CNURBS_Curve_Evaluator::Derivs(double u, int n, CVector3<double>* d) const {

@@ -25,8 +25,31 @@ using Elements::CVector3;
 
 class QEL_API CNURBS_Curve_Evaluator {
   public:
-    // hint: a span from an earlier evaluator of the same curve (GetHint), or -1.
-    explicit CNURBS_Curve_Evaluator(CNURBS_Curve_Base const& curve, int hint = -1);
+    // The reciprocal knot differences of the last span evaluated, kept by a
+    // caller across evaluators (CNURBS_Curve_Analyse does), so that runs of
+    // parameters in one span need no division. It holds the knots they came
+    // from and is used only while they are unchanged, whichever curve and
+    // whatever edits come between.
+    struct SSpanCache {
+        int span = -1;
+        int order = 0;
+        double knots[2 * NURBS::kMaxOrder];  // U[span-k+2 .. span+k-1]
+        double inv[NURBS::kMaxOrder * (NURBS::kMaxOrder - 1) / 2];
+    };
+
+    // hint: a span from an earlier evaluator of the same curve (GetHint), or
+    // -1; cache: span reciprocals to keep between evaluators, or null.
+    explicit CNURBS_Curve_Evaluator(CNURBS_Curve_Base const& curve, int hint = -1,
+                                    SSpanCache* cache = nullptr)
+        : m_U(curve.GetKnotVector().GetKnots().begin()),
+          m_P(curve.GetCtrlPts().begin()),
+          m_m(curve.GetNumKnots()),
+          m_k(curve.GetOrder()),
+          m_n(curve.GetCtrlPts().Count()),
+          m_hint(hint),
+          m_cache(cache) {
+        if (m_k < 1 || m_k > NURBS::kMaxOrder || m_n < m_k || m_m != m_n + m_k) ThrowInvalid();
+    }
 
     double GetStart() const { return m_U[m_k - 1]; }
     double GetEnd() const { return m_U[m_m - m_k]; }
@@ -48,7 +71,7 @@ class QEL_API CNURBS_Curve_Evaluator {
     CPoint3<double> Point(double u) const {
         double N[NURBS::kMaxOrder];
         int const span = Span(u);
-        NURBS::BasisFuns(m_U, span, u, m_k, N);
+        Basis(span, u, N);
         double x = 0.0, y = 0.0, z = 0.0, w = 0.0;
         int const first = span - (m_k - 1);
         int const count = first + m_k <= m_n ? m_k : m_n - first;
@@ -71,10 +94,37 @@ class QEL_API CNURBS_Curve_Evaluator {
     void Derivs(double u, int n, CVector3<double>* d) const;
 
   private:
+    [[noreturn]] static void ThrowInvalid();
+
+    // The basis functions at u in span: through the span cache when there is one.
+    void Basis(int span, double u, double* N) const {
+        if (!m_cache) return NURBS::BasisFuns(m_U, span, u, m_k, N);
+        double const* const used = m_U + span - m_k + 2;  // the knots A2.2 reads in this span
+        int const count = 2 * m_k - 2;
+        bool same = m_cache->span == span && m_cache->order == m_k;
+        for (int j = 0; same && j < count; ++j)
+            same = m_cache->knots[j] == used[j];
+        if (!same) {
+            NURBS::SpanReciprocals(m_U, span, m_k, m_cache->inv);
+            for (int j = 0; j < count; ++j)
+                m_cache->knots[j] = used[j];
+            m_cache->span = span, m_cache->order = m_k;
+        }
+        switch (m_k) {
+            case 3:
+                return NURBS::BasisFunsWithReciprocals<3>(m_U, span, u, 3, m_cache->inv, N);
+            case 4:
+                return NURBS::BasisFunsWithReciprocals<4>(m_U, span, u, 4, m_cache->inv, N);
+            default:
+                return NURBS::BasisFunsWithReciprocals(m_U, span, u, m_k, m_cache->inv, N);
+        }
+    }
+
     double const* m_U;
     CCtrlPoint const* m_P;
     int m_m, m_k, m_n;
     mutable int m_hint;
+    SSpanCache* m_cache;
 };
 
 }  // namespace QEL::Core

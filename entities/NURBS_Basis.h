@@ -74,6 +74,39 @@ inline void BasisFuns(double const* U, int i, double u, int k, double* N) {
     }
 }
 
+// The reciprocals of the knot differences that A2.2 divides by in span i:
+// at step j (1 .. k-1) and term r (0 .. j-1), 1 / (U[i+r+1] - U[i+r+1-j]),
+// stored at inv[j (j-1) / 2 + r] (k (k-1) / 2 values). They depend on the
+// span only, so that runs of parameters in one span divide once.
+inline void SpanReciprocals(double const* U, int i, int k, double* inv) {
+    for (int j = 1; j < k; ++j)
+        for (int r = 0; r < j; ++r)
+            inv[j * (j - 1) / 2 + r] = 1.0 / (U[i + r + 1] - U[i + r + 1 - j]);
+}
+
+// A2.2 with the span's reciprocals (SpanReciprocals) in place of the
+// divisions: right[r+1] + left[j-r] is that knot difference. K is the order
+// when known at compile time (unrolled), 0 for the run-time order k.
+template <int K = 0>
+inline void BasisFunsWithReciprocals(double const* U, int i, double u, int k, double const* inv, double* N) {
+    constexpr int kFixed = K;
+    int const order = kFixed > 0 ? kFixed : k;
+    double left[kFixed > 0 ? kFixed : kMaxOrder], right[kFixed > 0 ? kFixed : kMaxOrder];
+    N[0] = 1.0;
+    for (int j = 1; j < order; ++j) {
+        left[j] = u - U[i + 1 - j];
+        right[j] = U[i + j] - u;
+        double saved = 0.0;
+        double const* row = inv + j * (j - 1) / 2;
+        for (int r = 0; r < j; ++r) {
+            double const temp = N[r] * row[r];
+            N[r] = saved + right[r + 1] * temp;
+            saved = left[j - r] * temp;
+        }
+        N[j] = saved;
+    }
+}
+
 // A2.3: the basis functions and their derivatives up to order n (0 .. k-1)
 // at u in span i: ders[j][r] is the j-th derivative of function r. ndu is
 // the caller's kMaxOrder x kMaxOrder working table.

@@ -41,8 +41,9 @@ double AdaptiveLength(CNURBS_Curve_Evaluator const& eval, double a, double b, do
 }
 
 // The evaluator for the curve as it stands, after the parameter's range check.
-CNURBS_Curve_Evaluator Checked(CQEL_Operation const& op, CNURBS_Curve const& curve, int hint, double u) {
-    CNURBS_Curve_Evaluator eval(curve, hint);
+CNURBS_Curve_Evaluator Checked(CQEL_Operation const& op, CNURBS_Curve const& curve, int hint, double u,
+                               CNURBS_Curve_Evaluator::SSpanCache* cache = nullptr) {
+    CNURBS_Curve_Evaluator eval(curve, hint, cache);
     if (!(u >= eval.GetStart() && u <= eval.GetEnd())) op.CheckParameter(false, "parameter_value");
     return eval;
 }
@@ -55,7 +56,7 @@ CPoint3<double> CNURBS_Curve_Analyse::ComputePoint(double u) const {
     static CQEL_Operation const op("QEL::Core::CNURBS_Curve_Analyse::ComputePoint");
     // Checked without the frame's Run: this is the per-point call of every
     // sampling loop, and the checks below throw with this location themselves.
-    CNURBS_Curve_Evaluator const eval = Checked(op, m_curve, m_hint, u);
+    CNURBS_Curve_Evaluator const eval = Checked(op, m_curve, m_hint, u, &m_spanCache);
     CPoint3<double> const p = eval.Point(u);
     m_hint = eval.GetHint();
     return p;

@@ -10,7 +10,9 @@
 //
 // Points and derivatives cost one span search (starting from the previous
 // call's span, so that runs of nearby parameters need no bisection) and one
-// basis-function evaluation; nothing is allocated. An instance is used from
+// basis-function evaluation; points within the previous call's span reuse
+// its reciprocal knot differences (checked against the knots each time), so
+// that a sampling run divides once per span. Nothing is allocated. An instance is used from
 // one thread at a time.
 #pragma once
 
@@ -18,6 +20,7 @@
 #include "core/CQEL_Array.h"
 #include "core/CVector3.h"
 #include "core/QEL_Export.h"
+#include "entities/CNURBS_Curve_Evaluator.h"
 
 namespace QEL::Core {
 
@@ -59,6 +62,7 @@ class QEL_API CNURBS_Curve_Analyse {
   private:
     CNURBS_Curve const& m_curve;
     mutable int m_hint = -1;
+    mutable CNURBS_Curve_Evaluator::SSpanCache m_spanCache;
 };
 
 }  // namespace QEL::Core

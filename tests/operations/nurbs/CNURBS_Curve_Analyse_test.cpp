@@ -76,6 +76,14 @@ TEST(CNURBS_Curve_Analyse, ComputePoint_IsTheWeightedSumOfItsSpan) {
         EXPECT_NEAR(p.y, raw ? s[1] : s[1] / s[3], 1e-12);
         EXPECT_NEAR(p.z, raw ? s[2] : s[2] / s[3], 1e-12);
     }
+    // Knots edited in place between two points of one span: the second point follows the edit.
+    CNURBS_Curve edited(curve);
+    CNURBS_Curve_Analyse const before(edited);
+    double const u = 0.5 * (kv.get_Knots(5) + kv.get_Knots(6));
+    (void)before.ComputePoint(u);
+    edited.EditKnotVector().set_Knots(4, 0.5 * (kv.get_Knots(3) + kv.get_Knots(4)));
+    EXPECT_EQ(before.ComputePoint(u), CNURBS_Curve_Analyse(edited).ComputePoint(u));
+    EXPECT_NE(before.ComputePoint(u), analyse.ComputePoint(u));
     std::string text;
     EXPECT_EQ(ReasonAndParam([&] { analyse.ComputePoint(std::nextafter(kv.GetEnd(), 1e9)); }, text),
               QEL_PARAMETER_OUT_OF_RANGE);
