@@ -92,3 +92,21 @@ for p in fit_qel fit_occt; do
     echo "| $name | $what | $(field "$line" 1) | $(field "$line" 2) | $(field "$line" 3) | $(field "$line" 4) |"
   done
 done
+
+# Curves: 1,000,000 points on a cubic of 100,000 knots (bench/operations/nurbs/NURBSBenchCurve.h).
+curve_runs=${CURVE_RUNS:-5}
+echo
+echo "Cubic B-spline of 100,000 knots, 1,000,000 evaluations; median wall time of $curve_runs runs, parameters in increasing order and shuffled."
+echo
+echo "| Library | What it calls | Sorted (ms) | Shuffled (ms) | Checksum |"
+echo "|---|---|---:|---:|---:|"
+for p in qel occt; do
+  program="$build/compare_curve_$p"
+  [ -x "$program" ] || continue
+  line=$("$program" "$curve_runs" 2>/dev/null || true)
+  case "$p" in
+    qel) name="QEL"; what="CNURBS_Curve_Analyse::ComputePoint" ;;
+    occt) name="OpenCASCADE 7.6"; what="GeomAdaptor_Curve::Value on a Geom_BSplineCurve" ;;
+  esac
+  echo "| $name | $what | $(field "$line" 3) | $(field "$line" 4) | $(field "$line" 2) |"
+done
