@@ -76,10 +76,10 @@ done
 # (the cost should grow linearly).
 fit_runs=${FIT_RUNS:-7}
 echo
-echo "Cubic interpolation through every point of a helix scan, chord-length parameters: median wall time of $fit_runs fits."
+echo "Cubic interpolation through every point of a helix scan, chord-length parameters: median wall and CPU time of $fit_runs fits."
 echo
-echo "| Library | What it does | Points | Control points | Median (ms) | Largest distance at the data |"
-echo "|---|---|---:|---:|---:|---:|"
+echo "| Library | What it does | Points | Control points | Median (ms) | Median CPU (ms) | Largest distance at the data |"
+echo "|---|---|---:|---:|---:|---:|---:|"
 for p in fit_qel fit_occt; do
   program="$build/compare_$p"
   [ -x "$program" ] || continue
@@ -89,7 +89,7 @@ for p in fit_qel fit_occt; do
   esac
   for n in 1000 10000 100000; do
     line=$("$program" "$n" "$fit_runs" 2>/dev/null || true)
-    echo "| $name | $what | $(field "$line" 1) | $(field "$line" 2) | $(field "$line" 3) | $(field "$line" 4) |"
+    echo "| $name | $what | $(field "$line" 1) | $(field "$line" 2) | $(field "$line" 3) | $(field "$line" 5) | $(field "$line" 4) |"
   done
 done
 
