@@ -12,11 +12,8 @@ namespace QEL::Core {
 
 namespace {
 
-// Forward (L y = b, L unit lower triangular) and backward (U x = y)
-// substitution over the band (row i holds columns i - kl .. i + ku), for
-// rhs rows of stride values.
-template <class Stride>
-void Substitute(double const* band, int n, int kl, int ku, double* rhs, Stride stride) {
+// Forward and backward substitution for rows of many values, summed in place.
+void SubstituteInPlace(double const* band, int n, int kl, int ku, double* rhs, std::size_t stride) {
     std::size_t const width = std::size_t(kl) + std::size_t(ku) + 1;
     for (int i = 1; i < n; ++i) {
         double const* row = band + std::size_t(i) * width;
@@ -41,6 +38,49 @@ void Substitute(double const* band, int n, int kl, int ku, double* rhs, Stride s
         double const inv = 1.0 / row[kl];
         for (std::size_t c = 0; c < stride; ++c)
             xi[c] *= inv;
+    }
+}
+
+// Forward (L y = b, L unit lower triangular) and backward (U x = y)
+// substitution over the band (row i holds columns i - kl .. i + ku), for
+// rhs rows of stride values. Each row is summed in a local accumulator:
+// the rows of rhs alias one another, so sums kept in rhs itself would be
+// stored and reloaded at every step.
+template <class Stride>
+void Substitute(double const* band, int n, int kl, int ku, double* rhs, Stride stride) {
+    constexpr std::size_t kMaxLocal = 8;
+    std::size_t const width = std::size_t(kl) + std::size_t(ku) + 1;
+    if (std::size_t(stride) > kMaxLocal) {
+        SubstituteInPlace(band, n, kl, ku, rhs, std::size_t(stride));
+        return;
+    }
+    double acc[kMaxLocal];
+    for (int i = 1; i < n; ++i) {
+        int const first = std::max(0, i - kl);
+        double const* l = band + std::size_t(i) * width + std::size_t(first - i + kl);
+        double* yi = rhs + std::size_t(i) * stride;
+        for (std::size_t c = 0; c < stride; ++c)
+            acc[c] = yi[c];
+        double const* yj = rhs + std::size_t(first) * stride;
+        for (int j = first; j < i; ++j, ++l, yj += stride)
+            for (std::size_t c = 0; c < stride; ++c)
+                acc[c] -= *l * yj[c];
+        for (std::size_t c = 0; c < stride; ++c)
+            yi[c] = acc[c];
+    }
+    for (int i = n - 1; i >= 0; --i) {
+        double const* row = band + std::size_t(i) * width + std::size_t(kl);
+        double* xi = rhs + std::size_t(i) * stride;
+        for (std::size_t c = 0; c < stride; ++c)
+            acc[c] = xi[c];
+        int const last = std::min(n - 1, i + ku);
+        double const* xj = xi + std::size_t(stride);
+        for (int j = i + 1; j <= last; ++j, xj += stride)
+            for (std::size_t c = 0; c < stride; ++c)
+                acc[c] -= row[j - i] * xj[c];
+        double const inv = 1.0 / row[0];
+        for (std::size_t c = 0; c < stride; ++c)
+            xi[c] = acc[c] * inv;
     }
 }
 

@@ -45,6 +45,20 @@ TEST(BandedLU, SolvesLikeTheDenseSolverForEveryBandShape) {
         for (int i = 0; i < n; ++i)
             for (int c = 0; c < 3; ++c)
                 EXPECT_NEAR(x[std::size_t(3 * i + c)], expected(i, c), 1e-13) << n << " " << kl << " " << ku;
+        // One right-hand side, and twelve (three copies of each column and more), give the same.
+        std::vector<double> one(static_cast<std::size_t>(n)), twelve(static_cast<std::size_t>(12 * n));
+        for (int i = 0; i < n; ++i) {
+            one[std::size_t(i)] = rhs(i, 1);
+            for (int c = 0; c < 12; ++c)
+                twelve[std::size_t(12 * i + c)] = rhs(i, c % 3);
+        }
+        banded.Solve(one.data(), 1);
+        banded.Solve(twelve.data(), 12);
+        for (int i = 0; i < n; ++i) {
+            EXPECT_NEAR(one[std::size_t(i)], expected(i, 1), 1e-13);
+            for (int c = 0; c < 12; ++c)
+                EXPECT_NEAR(twelve[std::size_t(12 * i + c)], expected(i, c % 3), 1e-13);
+        }
     }
 }
 
