@@ -312,6 +312,9 @@ class QEL_API CQEL_String {
     sMD5CheckSumValue GetCRC() const;
 
   private:
+    // The most bytes a string holds.
+    static constexpr int kMaxLength = 1000000000;
+
     // A single character never becomes a string implicitly.
     explicit CQEL_String(char character);
     explicit CQEL_String(wchar_t character);
