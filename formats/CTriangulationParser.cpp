@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 #include "formats/QEL_TextNumbers.h"
 #include "operations/triangulation/QEL_TriangleAssembly.h"
 #include "platform/CFaultTranslator.h"
+#include "platform/CTask.h"
 
 namespace QEL::Core {
 
@@ -31,6 +33,8 @@ constexpr std::int64_t kHeaderBytes = 80;
 constexpr std::int64_t kRecordBytes = 50;
 constexpr std::int64_t kTestBytes = 1000;  // the binary test looks at this many bytes
 constexpr char kDefaultHeader[] = "STL created by QEL";
+// Below this a part of the records costs more to hand to a thread than to make.
+constexpr std::int64_t kMinPartBytes = std::int64_t(1) << 20;
 
 // The header up to its first zero byte, when it is 7-bit text.
 void AnnounceHeader(unsigned char const* header) {
@@ -140,22 +144,23 @@ bool CTriangulationParser::WriteSTLFile(CQEL_String const& path, CTriangulation 
         std::memcpy(head + kHeaderBytes, &count, 4);
         file.Write(head, sizeof head);
 
-        // Records are made in cache-sized blocks on this thread: making one
-        // costs less than the system's copy of it into the file, so parts
-        // on other threads would mostly wait.
+        // Records are made in blocks, each cut into parts made side by side,
+        // and every block goes to the file (and on to the disk, see
+        // CAtomicFile::Write) while the next one is made.
         TriangleFiles::STriangleView const view(tris);
-        constexpr int kBlock = 1 << 14;
-        std::vector<unsigned char> records(std::size_t(kBlock) * kRecordBytes);
+        constexpr int kBlock = 1 << 16;  // 3.2 MB of records
+        int const blockTriangles = std::min(kBlock, std::max(triangles, 1));
+        auto records =
+            std::make_unique_for_overwrite<unsigned char[]>(std::size_t(blockTriangles) * kRecordBytes);
         for (int first = 0; first < triangles; first += kBlock) {
             int const n = std::min(kBlock, triangles - first);
-            for (int i = 0; i < n; ++i) {
-                unsigned char* record = records.data() + std::size_t(i) * kRecordBytes;
-                float values[12];
-                view.Record(first + i, values);
-                std::memcpy(record, values, 48);
-                record[48] = record[49] = 0;
-            }
-            file.Write(records.data(), std::size_t(n) * kRecordBytes);
+            int const parts = PartsFor(std::int64_t(n) * kRecordBytes, kMinPartBytes);
+            RunInParts(parts, [&](int part) {
+                int const begin = int(std::int64_t(n) * part / parts),
+                          end = int(std::int64_t(n) * (part + 1) / parts);
+                view.Records(first + begin, end - begin, records.get() + std::size_t(begin) * kRecordBytes);
+            });
+            file.Write(records.get(), std::size_t(n) * kRecordBytes);
         }
         file.Commit();
         return true;

@@ -2,6 +2,8 @@
 // What the triangle format files share (internal to the library).
 #pragma once
 
+#include <cstring>
+
 #include "core/CQEL_String.h"
 #include "entities/CTriangulation.h"
 #include "operations/triangulation/CTriangulation_Merge_Parts.h"
@@ -39,14 +41,25 @@ class STriangleView {
         CTriangulation_Vertex const* v = m_triangles[t].Edge(k).GetVertex();
         xyz[0] = v ? v->get_x() : 0.0, xyz[1] = v ? v->get_y() : 0.0, xyz[2] = v ? v->get_z() : 0.0;
     }
-    // A binary STL record's 12 floats: the triangle's normal, its three corners.
-    void Record(int t, float out[12]) const {
-        CVector3<double> const& n = m_normals[t];
-        out[0] = float(n.x), out[1] = float(n.y), out[2] = float(n.z);
-        for (int k = 0; k < 3; ++k) {
-            double xyz[3];
-            CornerPosition(t, k, xyz);
-            out[3 + 3 * k] = float(xyz[0]), out[4 + 3 * k] = float(xyz[1]), out[5 + 3 * k] = float(xyz[2]);
+    // Binary STL records of triangles first .. first + count - 1, 50 bytes
+    // each: the normal and the three corners as floats, two zero bytes.
+    void Records(int first, int count, unsigned char* out) const {
+        for (int t = first; t < first + count; ++t, out += 50) {
+            float values[12];
+            CVector3<double> const& n = m_normals[t];
+            values[0] = float(n.x), values[1] = float(n.y), values[2] = float(n.z);
+            CTriangulation_Triangle const& triangle = m_triangles[t];
+            for (int k = 0; k < 3; ++k) {
+                CTriangulation_Vertex const* v = triangle.Edge(k).GetVertex();
+                float* const xyz = values + 3 + 3 * k;
+                if (v) {
+                    xyz[0] = float(v->get_x()), xyz[1] = float(v->get_y()), xyz[2] = float(v->get_z());
+                } else {
+                    xyz[0] = xyz[1] = xyz[2] = 0.0f;
+                }
+            }
+            std::memcpy(out, values, 48);
+            out[48] = out[49] = 0;
         }
     }
 

@@ -30,7 +30,9 @@ class CAtomicFile {
     // Opens for replacing or appending to path. A target that exists but is
     // not a regular file gives EINVAL (replacing it would lose, say, a device).
     int Open(std::string const& path, bool append);
-    // Writes all bytes at the end (ENOSPC when the system takes none).
+    // Writes all bytes at the end (ENOSPC when the system takes none). A
+    // block of kWritebackBytes or more is handed to the disk at once
+    // (sync_file_range), without waiting for it.
     int Write(void const* data, std::size_t bytes);
     // Overwrites bytes at offset from the start of what this file wrote
     // (a header patched at the end); not for appending.
@@ -44,6 +46,8 @@ class CAtomicFile {
     // The temporary file's path while replacing (empty otherwise).
     std::string const& TemporaryPath() const { return m_temporary; }
 
+    static constexpr std::size_t kWritebackBytes = std::size_t(1) << 20;
+
   private:
     int Fail(int error) noexcept;
 
@@ -52,6 +56,7 @@ class CAtomicFile {
     std::string m_path;
     std::string m_temporary;
     std::int64_t m_originalSize = 0;
+    std::int64_t m_end = 0;  // where Write puts its next byte
 };
 
 }  // namespace QEL::Core

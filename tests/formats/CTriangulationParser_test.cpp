@@ -217,6 +217,28 @@ TEST_F(TriangleFiles, WritersLayTheirBytesOutExactly) {
     ASSERT_TRUE(
         parser.WriteSTLFile(Path("named.stl"), mesh, CQEL_String::FromASCII(std::string(90, 'h').c_str())));
     EXPECT_EQ(Read("named.stl").substr(0, 81), std::string(80, 'h') + '\2');
+    {
+        // Large meshes: records made in blocks and parts side by side, every one in its place.
+        Write("big.tri", Tri(MakeTorus(400, 200)));
+        CQEL_ObjectList<CTriangulation> bigList;
+        ASSERT_TRUE(parser.ReadTRIFile(Path("big.tri"), &bigList));
+        CTriangulation const& big = bigList[0];
+        ASSERT_TRUE(parser.WriteSTLFile(Path("big.stl"), big, CQEL_String()));
+        std::string const bytes = Read("big.stl");
+        ASSERT_EQ(bytes.size(), 84u + 50u * std::size_t(big.GetNumTris()));
+        for (int t = 0; t < big.GetNumTris(); ++t) {
+            float expected[12];
+            CVector3<double> const n = big.GetTriangleGroup().get_Nms(t);
+            expected[0] = float(n.x), expected[1] = float(n.y), expected[2] = float(n.z);
+            for (int k = 0; k < 3; ++k) {
+                auto const p = big.get_Tris(t).GetPt(k)->GetPoint();
+                expected[3 + 3 * k] = float(p.x), expected[4 + 3 * k] = float(p.y),
+                                 expected[5 + 3 * k] = float(p.z);
+            }
+            ASSERT_EQ(std::memcmp(bytes.data() + 84 + 50 * std::size_t(t), expected, 48), 0) << t;
+            ASSERT_EQ(bytes.substr(84 + 50 * std::size_t(t) + 48, 2), std::string(2, '\0')) << t;
+        }
+    }
 
     // .tri: tag, version, counts, float vertices, int corners.
     ASSERT_TRUE(parser.WriteTRIFile(Path("out.tri"), mesh));

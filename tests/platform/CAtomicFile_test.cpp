@@ -99,6 +99,15 @@ TEST(AtomicFile, ReplacesWholeKeepsTheModeAndLeavesNothingBeside) {
         ASSERT_EQ(file.Write("lost", 4), 0);
     }
     EXPECT_EQ(ReadAll(path), "New-");
+    {
+        CAtomicFile file;  // appended in blocks large enough to go to the disk at once
+        std::string const block(CAtomicFile::kWritebackBytes + 3, 'b');
+        ASSERT_EQ(file.Open(path.string(), true), 0);
+        ASSERT_EQ(file.Write(block.data(), block.size()), 0);
+        ASSERT_EQ(file.Write(block.data(), block.size()), 0);
+        ASSERT_EQ(file.Commit(), 0);
+        EXPECT_EQ(ReadAll(path), "New-" + block + block);
+    }
     EXPECT_EQ(temp.Names(), std::vector<std::string>{"target"});
     CAtomicFile folder;
     EXPECT_EQ(folder.Open(temp.dir.string(), false), EINVAL);  // never replaces what is not a file
