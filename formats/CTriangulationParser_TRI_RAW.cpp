@@ -2,6 +2,7 @@
 // ".tri" and ".raw" reading and writing.
 #include <algorithm>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "core/CQEL_Operation.h"
@@ -10,6 +11,7 @@
 #include "entities/CTriangulation.h"
 #include "formats/CMappedInput.h"
 #include "formats/COutputFile.h"
+#include "formats/CProgressText.h"
 #include "formats/CTriangleTextScanner.h"
 #include "formats/CTriangulationParser.h"
 #include "formats/CTriangulationParser_Internal.h"
@@ -80,6 +82,10 @@ bool CTriangulationParser::ReadTRIFile(CQEL_String const& path, CQEL_ObjectList<
         CFaultTranslationScope const faults;
         unsigned char const* const data = file.Data();
         std::vector<STriBlock> const blocks = FindTriBlocks(op, path, data, file.Size());
+        // Progress by step (load, then each triangulation's assembly):
+        // shown only for reads that last.
+        CProgressText progress("reading " + std::string(path.View()), std::int64_t(blocks.size()) + 1);
+        progress.Report(1);
         std::int64_t points = 0, triangles = 0;
         for (STriBlock const& block : blocks)
             points += block.vertices, triangles += block.triangles;
@@ -123,6 +129,7 @@ bool CTriangulationParser::ReadTRIFile(CQEL_String const& path, CQEL_ObjectList<
                 total.boundaryHalfEdges += report.boundaryHalfEdges;
                 total.nonManifoldEdges += report.nonManifoldEdges;
                 total.orientationConflicts += report.orientationConflicts;
+                progress.Report(std::int64_t(b) + 2);
             }
         } catch (...) {
             pTrisList->RemoveLast(pTrisList->GetNum() - before);
@@ -181,10 +188,14 @@ bool CTriangulationParser::ReadRAWFile(CQEL_String const& path, CTriangulation* 
             timer.Cancel();
             return false;
         }
+        // Progress by step (load, scan, assembly): shown only for reads that last.
+        CProgressText progress("reading " + std::string(path.View()), 3);
         if (!file.Load()) TriangleFiles::ReadFailure(op, path);
         CFaultTranslationScope const faults;
+        progress.Report(1);
         std::int64_t stoppedAt = -1;
         Assembly::CBuffer<double> const numbers = TriangleText::ScanNumbers(file.Text(), stoppedAt);
+        progress.Report(2);
         if (stoppedAt >= 0)
             CQEL_Output_Events::Warning(
                 CQEL_String::FromFormat("  %s: reading stopped at byte %lld, which is not a number",
