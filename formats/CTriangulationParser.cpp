@@ -33,8 +33,6 @@ constexpr std::int64_t kHeaderBytes = 80;
 constexpr std::int64_t kRecordBytes = 50;
 constexpr std::int64_t kTestBytes = 1000;  // the binary test looks at this many bytes
 constexpr char kDefaultHeader[] = "STL created by QEL";
-// Below this a part of the records costs more to hand to a thread than to make.
-constexpr std::int64_t kMinPartBytes = std::int64_t(1) << 20;
 
 // The header up to its first zero byte, when it is 7-bit text.
 void AnnounceHeader(unsigned char const* header) {
@@ -144,23 +142,28 @@ bool CTriangulationParser::WriteSTLFile(CQEL_String const& path, CTriangulation 
         std::memcpy(head + kHeaderBytes, &count, 4);
         file.Write(head, sizeof head);
 
-        // Records are made in blocks, each cut into parts made side by side,
-        // and every block goes to the file (and on to the disk, see
-        // CAtomicFile::Write) while the next one is made.
+        // Records are made in blocks: while one block goes to the file (and
+        // on to the disk, see CAtomicFile::Write), a task makes the next one,
+        // so that making records and the system's copy of them run side by side.
         TriangleFiles::STriangleView const view(tris);
-        constexpr int kBlock = 1 << 16;  // 3.2 MB of records
-        int const blockTriangles = std::min(kBlock, std::max(triangles, 1));
-        auto records =
-            std::make_unique_for_overwrite<unsigned char[]>(std::size_t(blockTriangles) * kRecordBytes);
-        for (int first = 0; first < triangles; first += kBlock) {
-            int const n = std::min(kBlock, triangles - first);
-            int const parts = PartsFor(std::int64_t(n) * kRecordBytes, kMinPartBytes);
-            RunInParts(parts, [&](int part) {
-                int const begin = int(std::int64_t(n) * part / parts),
-                          end = int(std::int64_t(n) * (part + 1) / parts);
-                view.Records(first + begin, end - begin, records.get() + std::size_t(begin) * kRecordBytes);
-            });
-            file.Write(records.get(), std::size_t(n) * kRecordBytes);
+        constexpr int kBlock = 1 << 15;  // 1.6 MB of records
+        std::size_t const blockBytes = std::size_t(std::min(kBlock, std::max(triangles, 1))) * kRecordBytes;
+        std::unique_ptr<unsigned char[]> const records[2] = {
+            std::make_unique_for_overwrite<unsigned char[]>(blockBytes),
+            std::make_unique_for_overwrite<unsigned char[]>(blockBytes)};
+        auto make = [&](int block) {
+            int const first = block * kBlock;
+            view.Records(first, std::min(kBlock, triangles - first), records[block % 2].get());
+        };
+        int const blocks = (triangles + kBlock - 1) / kBlock;
+        if (blocks > 0) make(0);
+        for (int block = 0; block < blocks; ++block) {
+            std::unique_ptr<CTask> next;
+            if (block + 1 < blocks) next = std::make_unique<CTask>([&make, block] { make(block + 1); });
+            int const first = block * kBlock;
+            file.Write(records[block % 2].get(),
+                       std::size_t(std::min(kBlock, triangles - first)) * kRecordBytes);
+            if (next) next->Join();
         }
         file.Commit();
         return true;
