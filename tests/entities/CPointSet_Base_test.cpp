@@ -178,17 +178,6 @@ TEST(CPointSet_Base, Copy_IsDeepAndIndependent) {
     EXPECT_EQ(copy.get_Err(4), 1.0);
 }
 
-// Approximate size: pointer array capacity, then per section its arrays and the section object.
-TEST(CPointSet_Base, ApproxSize_CountsPointerArraySectionsAndTheirArrays) {
-    CPointSet set;
-    EXPECT_EQ(set.GetApproxSize(), 0);
-    set.CheckSpace(3, 4, CPtsData::def | CPtsData::ind);
-    set.Compact();
-    EXPECT_EQ(set.GetApproxSize(),
-              3 * std::int64_t(sizeof(void*)) + 3 * (4 * std::int64_t(sizeof(CPointSet_Section::Point) + 4) +
-                                                     std::int64_t(sizeof(CPointSet_Section))));
-}
-
 TEST(CPointSet_Base, Sections_RejectBadIndicesAndEmptyHeads) {
     CPointSet set;
     ExpectQelError([&] { (void)set.GetHead(); }, QEL_INVALID_OPERATION, "");

@@ -31,14 +31,6 @@ std::vector<int> Links(CTriangulation const& mesh, int numTris, int numPts) {
 
 }  // namespace
 
-TEST(CTriangulationBase, Elements_StayCompact) {
-    // 56 + 24 (normal) + 24 (centre) bytes per triangle with the default
-    // attributes, plus 40 per vertex: about 124 bytes per triangle of a
-    // closed mesh, which has half as many vertices as triangles.
-    EXPECT_EQ(sizeof(CTriangulation_Vertex), 40u);
-    EXPECT_EQ(sizeof(CTriangulation_Triangle), 56u);
-}
-
 TEST(CTriangulationBase, CheckSpace_ConnectivitySurvivesGrowthShrinkAndCompaction) {
     CTriangulation mesh;
     BuildTriangulation(mesh, Strip(6, {7, 20}));
