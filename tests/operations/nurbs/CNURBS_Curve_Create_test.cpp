@@ -2,14 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "core/CQEL_Stream.h"
 #include "core/QEL_LinearAlgebra.h"
-#include "formats/CQELParser.h"
 #include "operations/nurbs/CNURBS_Curve_Create.h"
 #include "test_helpers/ReasonOf.h"
 
@@ -307,29 +304,6 @@ TEST(CNURBS_Curve_Create, LinesNetsAndScanListsHaveTheirShape) {
         EXPECT_EQ(curves[s].GetNumCtrl(), 20 + s);
         EXPECT_EQ(curves[3 + s].GetNumCtrl(), 8);
         EXPECT_EQ(curves[3 + s].GetDegree(), 2);
-    }
-
-    // The fitted curves come back from a container bit for bit.
-    CQEL_Array<ISerialisable const*> objects;
-    for (int c = 0; c < curves.GetNum(); ++c)
-        objects.PushBack(&curves[c]);
-    CQEL_Stream stream;
-    ASSERT_TRUE(CQELParser().Export(stream, objects, CQEL_String()));
-    CQELParser parser;
-    stream.SeekGetPosition(0);
-    ASSERT_TRUE(parser.Import(stream, CQEL_String()));
-    ASSERT_EQ(parser.GetNumObjects(), 6);
-    for (int c = 0; c < 6; ++c) {
-        auto const* read = dynamic_cast<CNURBS_Curve const*>(parser.GetObject(c));
-        ASSERT_NE(read, nullptr);
-        ASSERT_EQ(read->GetNumCtrl(), curves[c].GetNumCtrl());
-        EXPECT_EQ(read->GetOrder(), curves[c].GetOrder());
-        EXPECT_EQ(std::memcmp(read->GetKnotVector().GetKnots().begin(),
-                              curves[c].GetKnotVector().GetKnots().begin(),
-                              sizeof(double) * std::size_t(read->GetNumKnots())),
-                  0);
-        for (int j = 0; j < read->GetNumCtrl(); ++j)
-            EXPECT_TRUE(read->get_CtrlPts(j) == curves[c].get_CtrlPts(j));
     }
 }
 
