@@ -66,7 +66,9 @@ class QEL_API CTriangulation : public CTriangulation_Base,
 
     // The closest-triangle finder for the triangulation as it stands, built on
     // first use by the registered factory and kept until the triangulation
-    // changes. Queries cost about log(number of triangles).
+    // changes. Queries cost about log(number of triangles). Getting the
+    // finder may build it (one thread); the finder itself is read only, so
+    // several threads may query it at once while the triangulation stands.
     ITriangulation_ClosestTriangleFinder const& GetClosestTriangleFinder() const;
     // Convenience: GetClosestTriangleFinder().FindClosest(query, result).
     bool FindClosestTriangle(CPoint3<double> const& query, SClosestTriangle& result) const;
