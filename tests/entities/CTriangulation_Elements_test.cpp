@@ -207,6 +207,15 @@ TEST(CTriangulationTriangle, RawSwitchNormal_OverAWholeMeshKeepsPairsAndFlipsNor
             CVector3<double> const n = mesh.GetTriangleGroup().get_Nms(t);
             EXPECT_NEAR(n.Dot(before[std::size_t(t)]), -1.0, 1e-12) << "triangle " << t;
         }
+        // A second pass gives back every corner and pair.
+        for (CTriangulation_Triangle& t : mesh.EditTriangles())
+            t.RawSwitchNormal();
+        EXPECT_EQ(TriangulationInvariants(mesh), "");
+        for (int t = 0; t < mesh.GetNumTris(); ++t)
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(mesh.GetPointIndex(mesh.get_Tris(t).GetPt(k)),
+                          fixture.triangles[std::size_t(t)][std::size_t(k)]);
+        EXPECT_EQ(mesh.GetTopologyCheckResults().boundaryEdges, boundary);
     }
 }
 
