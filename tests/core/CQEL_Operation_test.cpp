@@ -7,6 +7,7 @@
 
 #include "core/CQEL_Operation.h"
 #include "core/CQEL_String.h"
+#include "test_helpers/LineNumbers.h"
 
 using namespace QEL::Core;
 
@@ -37,17 +38,6 @@ double Sphere(double radius, double spacing, EFailure failure = EFailure::None) 
 
 std::string Location(long line) {
     return GetQELExceptionLocation("QEL::Test::Sphere", line).GetArray();
-}
-
-template <class F>
-CQEL_Exception Caught(F&& call) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no CQEL_Exception";
-    return CQEL_Exception(QEL_UNHANDLED, CQEL_String());
 }
 
 }  // namespace

@@ -26,7 +26,6 @@ void ExpectPoint(CPoint3<double> const& p, double x, double y, double z) {
 }  // namespace
 
 TEST(CPointSet, Constructors_BuildTheDocumentedLayouts) {
-    EXPECT_STREQ(CPointSet().GetClassGUID().GetArray(), "C23E1C5E-1C72-4e3f-A39C-64FFEE58A73A");
     CPointSet const sized(3, 4, CPtsData::nms);
     EXPECT_EQ(sized.GetNumSec(), 3);
     EXPECT_EQ(sized.GetNumPts(), 12);

@@ -22,6 +22,7 @@
 #include "core/CQEL_String.h"
 #include "platform/CFaultTranslator.h"
 #include "platform/CThreadBasedClass.h"
+#include "test_helpers/LineNumbers.h"
 
 using namespace QEL::Core;
 
@@ -106,17 +107,6 @@ template <class F>
 auto Operation(F&& body) {
     static CQEL_Operation const op("QEL::Test::Faulting");
     return op.Run(body);
-}
-
-template <class F>
-CQEL_Exception Caught(F&& call) {
-    try {
-        call();
-    } catch (CQEL_Exception const& e) {
-        return e;
-    }
-    ADD_FAILURE() << "no CQEL_Exception";
-    return CQEL_Exception(QEL_UNHANDLED, CQEL_String());
 }
 
 class CWorker : public CThreadBasedClass {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "core/CQEL_Exception.h"
+#include "core/CQEL_String.h"
 
 // "... @ line 123   -> ..." becomes "... @ line # -> ...".
 inline std::string WithoutLineNumbers(std::string text) {
@@ -36,4 +37,16 @@ inline std::string Thrown(std::function<void()> const& call,
     }
     ADD_FAILURE() << "no CQEL_Exception";
     return {};
+}
+
+// The CQEL_Exception that call throws, whole.
+template <class F>
+QEL::Core::CQEL_Exception Caught(F&& call) {
+    try {
+        call();
+    } catch (QEL::Core::CQEL_Exception const& e) {
+        return e;
+    }
+    ADD_FAILURE() << "no CQEL_Exception";
+    return QEL::Core::CQEL_Exception(QEL::Core::QEL_UNHANDLED, QEL::Core::CQEL_String());
 }
