@@ -44,21 +44,22 @@ class STriangleView {
     // Binary STL records of triangles first .. first + count - 1, 50 bytes
     // each: the normal and the three corners as floats, two zero bytes.
     void Records(int first, int count, unsigned char* out) const {
+        // Each float is stored straight into the record: gathered on the
+        // stack first, reading them back as a block stalls on every record.
+        auto put = [](unsigned char* at, double value) {
+            float const f = float(value);
+            std::memcpy(at, &f, 4);
+        };
         for (int t = first; t < first + count; ++t, out += 50) {
-            float values[12];
             CVector3<double> const& n = m_normals[t];
-            values[0] = float(n.x), values[1] = float(n.y), values[2] = float(n.z);
+            put(out, n.x), put(out + 4, n.y), put(out + 8, n.z);
             CTriangulation_Triangle const& triangle = m_triangles[t];
             for (int k = 0; k < 3; ++k) {
                 CTriangulation_Vertex const* v = triangle.Edge(k).GetVertex();
-                float* const xyz = values + 3 + 3 * k;
-                if (v) {
-                    xyz[0] = float(v->get_x()), xyz[1] = float(v->get_y()), xyz[2] = float(v->get_z());
-                } else {
-                    xyz[0] = xyz[1] = xyz[2] = 0.0f;
-                }
+                unsigned char* const xyz = out + 12 + 12 * k;
+                put(xyz, v ? v->get_x() : 0.0), put(xyz + 4, v ? v->get_y() : 0.0),
+                    put(xyz + 8, v ? v->get_z() : 0.0);
             }
-            std::memcpy(out, values, 48);
             out[48] = out[49] = 0;
         }
     }
