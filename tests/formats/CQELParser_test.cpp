@@ -347,46 +347,28 @@ TEST_F(QELParserTest, Import_DamagedRecordOrIndexThrowsReason23NamingIt) {
         auto const good = ExportBytes(parser, {&a, &b}, Key(key));
         std::size_t const secondIndex = good.size() - 804;
         std::size_t const secondData = U32(good, secondIndex + 264);
-        auto expectDamage = [&](std::vector<unsigned char> const& bad, char const* what) {
+        // Each damage is a change of the good file; the text names what is wrong.
+        auto expectDamage = [&](std::function<void(std::vector<unsigned char>&)> const& damage,
+                                char const* what) {
+            auto bad = good;
+            damage(bad);
             CQEL_Stream stream = StreamOf(bad);
             auto const [reason, text] = Thrown([&] { parser.Import(stream, Key(key)); });
             EXPECT_EQ(reason, QEL_FILE_READ_ERROR) << text;
             EXPECT_THAT(text, HasSubstr(what));
             EXPECT_EQ(parser.GetNumObjects(), 0);
         };
-        auto flipped = good;
-        flipped[secondData + 20] ^= 0x01;
-        expectDamage(flipped, "Record 1 (QEL_TestBlob");
-        if (!*key) expectDamage(flipped, "MD5 digest");
-
-        auto digest = good;
-        digest[secondIndex + 790] ^= 0x80;
-        expectDamage(digest, "Record 1");
-
-        auto outside = good;
-        SetU32(outside, secondIndex + 264, std::uint32_t(good.size()));
-        expectDamage(outside, "lie outside");
-
-        auto longer = good;
-        SetU32(longer, secondIndex + 268, 0x7FFFFFF0u);
-        expectDamage(longer, "lie outside");
-
-        auto index = good;
-        SetU32(index, 24, std::uint32_t(good.size() - 100));
-        expectDamage(index, "does not fit");
-
-        auto count = good;
-        SetU32(count, 20, 1000000);
-        expectDamage(count, "does not fit");
-
-        auto unfinished = good;
-        SetU32(unfinished, 20, 0xFFFFFFFFu);
-        SetU32(unfinished, 24, 0xFFFFFFFFu);
-        expectDamage(unfinished, "never completed");
-
-        auto magic = good;
-        magic[3] = 'x';
-        expectDamage(magic, "magic");
+        auto const flip = [&](auto& f) { f[secondData + 20] ^= 0x01; };
+        expectDamage(flip, "Record 1 (QEL_TestBlob");
+        if (!*key) expectDamage(flip, "MD5 digest");
+        expectDamage([&](auto& f) { f[secondIndex + 790] ^= 0x80; }, "Record 1");
+        expectDamage([&](auto& f) { SetU32(f, secondIndex + 264, std::uint32_t(good.size())); },
+                     "lie outside");
+        expectDamage([&](auto& f) { SetU32(f, secondIndex + 268, 0x7FFFFFF0u); }, "lie outside");
+        expectDamage([&](auto& f) { SetU32(f, 24, std::uint32_t(good.size() - 100)); }, "does not fit");
+        expectDamage([&](auto& f) { SetU32(f, 20, 1000000); }, "does not fit");
+        expectDamage([&](auto& f) { std::memset(f.data() + 20, 0xFF, 8); }, "never completed");
+        expectDamage([&](auto& f) { f[3] = 'x'; }, "magic");
     }
     // In an enciphered file the index block is authenticated with its record.
     auto const good = ExportBytes(parser, {&a}, Key("k"));
