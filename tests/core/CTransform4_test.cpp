@@ -194,13 +194,9 @@ TEST(Transform4, EulerConstructorsMatchAxisProductsAndExtractionInvertsThem) {
             EXPECT_TRUE(NearTransform(zyx, rz.GetPostTransformed(ry).GetPostTransformed(rx), 1e-15));
         }
         xyz.ExtractEulerAngles_XYZ(&x, &y, &z);
-        EXPECT_NEAR(x, ax, 1e-12);
-        EXPECT_NEAR(y, ay, 1e-12);
-        EXPECT_NEAR(z, az, 1e-12);
+        EXPECT_TRUE(Near3(CVector3<double>(x, y, z), CVector3<double>(ax, ay, az), 1e-12));
         zyx.ExtractEulerAngles_ZYX(&x, &y, &z);
-        EXPECT_NEAR(x, ax, 1e-12);
-        EXPECT_NEAR(y, ay, 1e-12);
-        EXPECT_NEAR(z, az, 1e-12);
+        EXPECT_TRUE(Near3(CVector3<double>(x, y, z), CVector3<double>(ax, ay, az), 1e-12));
         // The two orders are different rotations: extracting in the wrong order fails.
         if (trial == 0) {
             xyz.ExtractEulerAngles_ZYX(&x, &y, &z);
