@@ -311,6 +311,7 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
     CNURBS_Curve curve;
     CNURBS_Curve_Create create(curve);
     CPoint3<double> const o(0, 0, 0), e(1, 0, 0);
+    CVector3<double> const x(1, 0, 0), y(0, 1, 0);
     CPointSet_Section const three = Scan({o, e, CPoint3<double>(2, 1, 0)});
     CPointSet_Section const repeated = Scan({o, e, e, CPoint3<double>(2, 1, 0)});
     CPointSet_Section const empty;
@@ -343,16 +344,10 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
          "Pointset has mutliple sections"},
         {"net count", [&] { create.FromCtrlNet(oneSection, 3); }, 14, "ctrlNetPts",
          "Number of points less than or equal to degree"},
-        {"arc radius",
-         [&] {
-             create.CircularArc(o, {1, 0, 0}, {0, 1, 0}, 1e-7, 0, 1);
-         },
-         5, "radius", "Parameter out of range"},
-        {"arc axes",
-         [&] {
-             create.CircularArc(o, {1, 0, 0}, {2, 0, 0}, 1, 0, 1);
-         },
-         14, "yAxis", "Vectors must not be parallel."},
+        {"arc radius", [&] { create.CircularArc(o, x, y, 1e-7, 0, 1); }, 5, "radius",
+         "Parameter out of range"},
+        {"arc axes", [&] { create.CircularArc(o, x, x * 2.0, 1, 0, 1); }, 14, "yAxis",
+         "Vectors must not be parallel."},
         {"scan degree", [&] { create.InterpolateScan(three, 0, 0); }, 14, "degree",
          "Degree must be greater than zero"},
         {"scan empty", [&] { create.InterpolateScan(empty, 3, 0); }, 14, "scanPts", "No points in scan"},
