@@ -151,7 +151,6 @@ class QEL_API CPointSet_Base {
     friend class CPointSet_Merge;
     friend class CPointSet_Create;
     friend class CPointSet_QELParser;
-    friend class CPointSet_Parser;
     friend class CPointSetParser;
 
     // Takes ownership of section and inserts it before index (0..GetNumSec()).

@@ -12,7 +12,7 @@ namespace QEL::Core {
 
 void CPointSectionAppender::Flush() {
     if (m_count == 0) return;
-    static CQEL_Operation const op("QEL::Core::CPointSetParser::Read");
+    CQEL_Operation const& op = m_op;
     if (!m_section) m_section = &Resolve();
     CPointSet_Section& section = *m_section;
     int const base = section.GetNumPts();

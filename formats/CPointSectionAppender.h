@@ -14,6 +14,7 @@
 namespace QEL::Core {
 
 class CPointSet;
+class CQEL_Operation;
 class CPointSet_Section;
 
 // A point set counts its points in an int; readers stop well before.
@@ -82,7 +83,8 @@ static_assert(kAscColumns.count <= 16);
 // batches, so that the section grows once per batch rather than per point.
 class CPointSectionAppender {
   public:
-    explicit CPointSectionAppender(CPointSet& target) : m_target(target) {}
+    // op: the reader's operation, which failures are reported as.
+    CPointSectionAppender(CPointSet& target, CQEL_Operation const& op) : m_target(target), m_op(op) {}
     ~CPointSectionAppender() = default;
 
     // Points now go to the target's last section, its first, or a new
@@ -139,6 +141,7 @@ class CPointSectionAppender {
     static constexpr int kBatch = 2048;
 
     CPointSet& m_target;
+    CQEL_Operation const& m_op;
     CPointSet_Section* m_section = nullptr;
     ETarget m_kind = ETarget::Last;
     bool m_started = false;

@@ -24,7 +24,7 @@
 // "  a total of %d points were read from the file" (".cut" also "  a total of
 // %d moves were read from the file"; ".dat" also its time, "Time to import
 // took = <milliseconds>") through CQEL_Output_Events, and progress texts for files
-// that take more than a second.
+// that take more than a quarter of a second.
 //
 // Writers write beside the target and rename over it (or, with append, cut an
 // appended file back to its old length), so a failing write leaves the

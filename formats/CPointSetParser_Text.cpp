@@ -76,7 +76,7 @@ bool CPointSetParser::ReadASCFile(CQEL_String const& path, CPointSet* target) {
         CTextLineScanner lines(9);
         if (!lines.Open(path.GetArray())) return false;
         CProgressText progress(FileLabel("reading", path), lines.FileSize());
-        CPointSectionAppender appender(*target);
+        CPointSectionAppender appender(*target, op);
         SColumns columns = SColumns::XYZ();
         bool positionsOnly = true;
         std::int64_t shortLines = 0, unknownNames = 0;
@@ -128,7 +128,7 @@ bool CPointSetParser::ReadDATFile(CQEL_String const& path, CPointSet* target) {
             return false;
         }
         CProgressText progress(FileLabel("reading", path), lines.FileSize());
-        CPointSectionAppender appender(*target);
+        CPointSectionAppender appender(*target, op);
         appender.UseLastSection();
         std::int64_t skipped = 0;
         lines.ForEachLine([&](std::string_view line, double const* values, int n) {
@@ -153,7 +153,7 @@ bool CPointSetParser::ReadCUTFile(CQEL_String const& path, CPointSet* target) {
         CTextLineScanner lines(4);
         if (!lines.Open(path.GetArray())) return false;
         CProgressText progress(FileLabel("reading", path), lines.FileSize());
-        CPointSectionAppender appender(*target);
+        CPointSectionAppender appender(*target, op);
         appender.UseFirstSection();
         std::int64_t skipped = 0;
         bool feeds = false;

@@ -21,7 +21,7 @@ CProgressText::~CProgressText() {
 
 void CProgressText::Report(std::int64_t done) {
     Clock::time_point const now = Clock::now();
-    if (now - m_start < std::chrono::seconds(1) || now - m_last < std::chrono::seconds(1)) return;
+    if (now - m_start < kQuiet || now - m_last < kQuiet) return;
     m_last = now;
     m_reported = true;
     int const percent = m_total > 0 ? int(std::min<std::int64_t>(100, done * 100 / m_total)) : 0;

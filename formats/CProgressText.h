@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Progress of long file operations, sent as texts through CQEL_Output_Events
 // (internal to the library). Nothing is sent for work that ends within a
-// second; after that, at most one "  <label>: <n>%" text per second, and
+// quarter of a second; after that, at most one "  <label>: <n>%" text per
+// quarter second (often enough for a host to show a moving figure), and
 // "  <label>: done" at the end if anything was sent.
 #pragma once
 
@@ -26,6 +27,7 @@ class CProgressText {
 
   private:
     using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds kQuiet{250};
     std::string m_label;
     std::int64_t m_total;
     std::uint64_t m_calls = 0;

@@ -30,6 +30,8 @@ namespace QEL::Core {
 using namespace QELLayout;
 
 struct CQELParser::SReader {
+    // The operation that failures are reported as: Import, or Inspect.
+    CQEL_Operation const* op = &ImportOp();
     IQELSource* in = nullptr;
     std::int64_t size = 0;
     std::uint32_t count = 0;
@@ -83,7 +85,7 @@ std::int64_t UsableBytes(SQELRecordInfo const& info, bool enciphered) {
 }  // namespace
 
 bool CQELParser::OpenForReading(SReader& reader, CQEL_String const& encryptionKey) {
-    CQEL_Operation const& op = ImportOp();
+    CQEL_Operation const& op = *reader.op;
     ValidateKey(op, encryptionKey);
     IQELSource const& in = *reader.in;
     reader.size = in.Size();
@@ -253,7 +255,7 @@ SQELRecordInfo::EStatus LoadRecord(IQELSource const& in, CQELCipher const* ciphe
 }  // namespace
 
 void CQELParser::ReadObject(SReader& reader, int index) {
-    CQEL_Operation const& op = ImportOp();
+    CQEL_Operation const& op = *reader.op;
     SIndexEntry const entry = ReadIndexEntry(*reader.in, reader.indexOffset, reader.size, index);
     if (!entry.info.hasCreator) return;  // no creator: skipped
     CImportData data;
@@ -324,11 +326,12 @@ bool CQELParser::Import(CQEL_String const& path, CQEL_String const& encryptionKe
 
 bool CQELParser::Inspect(CQEL_Stream& stream, CQEL_String const& encryptionKey,
                          CQEL_Array<SQELRecordInfo>& records) {
-    CQEL_Operation const& op = ImportOp();
+    static CQEL_Operation const op("QEL::Core::CQELParser::Inspect");
     return op.Run([&] {
         records.Reset();
         CStreamSource source(stream);
         SReader reader;
+        reader.op = &op;
         reader.in = &source;
         if (!OpenForReading(reader, encryptionKey)) return false;
         CImportData data;
