@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -34,6 +35,21 @@ std::string ReadAll(std::filesystem::path const& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
+void WriteAll(std::filesystem::path const& path, std::string const& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// The text of the read error that `read` throws; empty, and a failure, when it throws none.
+std::string ReadError(std::function<void()> const& read) {
+    try {
+        read();
+    } catch (CQEL_Exception const& e) {
+        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
+        return e.what();
+    }
+    ADD_FAILURE() << "no exception";
+    return {};
+}
 
 // sscanf's reading of the same line, as the oracle.
 int Sscanf(std::string const& line, double* v) {
@@ -44,27 +60,11 @@ int Sscanf(std::string const& line, double* v) {
 }  // namespace
 
 TEST(TextNumbers, ScanDoublesAgreesWithSscanf) {
-    std::vector<std::string> lines = {"1 2 3",
-                                      "  -1.5e3\t+2.25  .5 ",
-                                      "1.5-2.5+3",
-                                      "4 5 x 6",
-                                      "1e 2",
-                                      "1e+",
-                                      "inf -INFINITY nan",
-                                      "+-1",
-                                      "- 1",
-                                      "0.1 0.2 0.30000000000000004 1e-320 1e400 -1e400",
-                                      "12345678901234567890.5",
-                                      "9 8 7 6 5 4 3 2 1 0",
-                                      "",
-                                      "   ",
-                                      "scan x y z",
-                                      "7,8",
-                                      "3.",
-                                      ".e5",
-                                      "-.5E-2",
-                                      "1e308",
-                                      "2.2250738585072011e-308"};
+    std::vector<std::string> lines{
+        "1 2 3", "  -1.5e3\t+2.25  .5 ", "1.5-2.5+3", "4 5 x 6", "1e 2",
+        "1e+",   "inf -INFINITY nan",    "+-1",       "- 1",     "12345678901234567890.5"};
+    lines.insert(lines.end(), {"9 8 7 6 5 4 3 2 1 0", "", "   ", "scan x y z", "7,8", "3.", ".e5", "-.5E-2",
+                               "1e308", "2.2250738585072011e-308"});
     std::mt19937 random(42);
     std::uniform_real_distribution<double> value(-1e6, 1e6);
     for (int i = 0; i < 200; ++i) {
@@ -82,7 +82,8 @@ TEST(TextNumbers, ScanDoublesAgreesWithSscanf) {
         lines.push_back(buffer);
     }
     lines.insert(lines.end(), {"9007199254740992 9007199254740993 9999999999999999999 10000000000000000000",
-                               "1e22 1e23 1.5e-22 1.5e-23 123456789012345678e-22", "-0 -0.0e5 0.000"});
+                               "1e22 1e23 1.5e-22 1.5e-23 123456789012345678e-22", "-0 -0.0e5 0.000",
+                               "0.1 0.2 0.30000000000000004 1e-320 1e400 -1e400"});
     for (std::string const& line : lines) {
         SCOPED_TRACE(line);
         double expected[9] = {}, got[9] = {};
@@ -121,38 +122,21 @@ TEST(TextNumbers, PrintDoubleMatchesPrintfG) {
 TEST(TextLineReader, SplitsLinesOfEveryEndingAndRefusesHugeLines) {
     auto const path = TempDir() / "lines.txt";
     std::string const longLine(3 * (1 << 18), 'a');  // longer than one read, shorter than the limit
-    {
-        std::ofstream out(path, std::ios::binary);
-        out << "one\r\ntwo\n\nthree\r\n" << longLine << "\nlast";
-    }
+    WriteAll(path, "one\r\ntwo\n\nthree\r\n" + longLine + "\nlast");
     CTextLineReader reader;
     ASSERT_TRUE(reader.Open(path.c_str()));
     std::vector<std::string> lines;
     std::string_view line;
     while (reader.NextLine(line))
         lines.emplace_back(line);
-    ASSERT_EQ(lines.size(), 6u);
-    EXPECT_EQ(lines[0], "one");
-    EXPECT_EQ(lines[2], "");
-    EXPECT_EQ(lines[3], "three");
-    EXPECT_EQ(lines[4], longLine);
-    EXPECT_EQ(lines[5], "last");
+    EXPECT_EQ(lines, (std::vector<std::string>{"one", "two", "", "three", longLine, "last"}));
     EXPECT_EQ(reader.Consumed(), reader.FileSize());
 
-    {
-        std::ofstream out(path, std::ios::binary);
-        out << "x\n" << std::string(CTextLineReader::kMaxLineBytes + 10, 'b');
-    }
+    WriteAll(path, "x\n" + std::string(CTextLineReader::kMaxLineBytes + 10, 'b'));
     CTextLineReader huge;
     ASSERT_TRUE(huge.Open(path.c_str()));
     ASSERT_TRUE(huge.NextLine(line));
-    try {
-        huge.NextLine(line);
-        ADD_FAILURE() << "no exception";
-    } catch (CQEL_Exception const& e) {
-        EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
-        EXPECT_NE(std::string(e.what()).find("Line 2 is longer"), std::string::npos);
-    }
+    EXPECT_NE(ReadError([&] { huge.NextLine(line); }).find("Line 2 is longer"), std::string::npos);
     CTextLineReader missing;
     EXPECT_FALSE(missing.Open((TempDir() / "absent.txt").c_str()));
     EXPECT_FALSE(missing.Open(TempDir().c_str()));  // a folder
@@ -205,20 +189,13 @@ TEST(TextLineScanner, AgreesWithTheLineReaderAcrossBlocksAndPartsAndRefusesHugeL
 
     // Too long inside a block, and longer than a whole block.
     for (std::int64_t length : {CTextLineReader::kMaxLineBytes + 1, CTextLineReader::kBlockBytes + 10}) {
-        {
-            std::ofstream out(path, std::ios::binary);
-            out << "1 2 3\n4 5 6\n" << std::string(std::size_t(length), '8') << "\n7 8 9\n";
-        }
+        WriteAll(path, "1 2 3\n4 5 6\n" + std::string(std::size_t(length), '8') + "\n7 8 9\n");
         CTextLineScanner huge(3);
         ASSERT_TRUE(huge.Open(path.c_str()));
         int visited = 0;
-        try {
-            huge.ForEachLine([&](std::string_view, double const*, int) { ++visited; });
-            ADD_FAILURE() << "no exception";
-        } catch (CQEL_Exception const& e) {
-            EXPECT_EQ(e.GetExceptionReason(), QEL_FILE_READ_ERROR);
-            EXPECT_NE(std::string(e.what()).find("Line 3 is longer"), std::string::npos) << e.what();
-        }
+        std::string const text =
+            ReadError([&] { huge.ForEachLine([&](std::string_view, double const*, int) { ++visited; }); });
+        EXPECT_NE(text.find("Line 3 is longer"), std::string::npos) << text;
         EXPECT_EQ(visited, 2);
     }
     std::filesystem::remove_all(TempDir());
@@ -226,36 +203,21 @@ TEST(TextLineScanner, AgreesWithTheLineReaderAcrossBlocksAndPartsAndRefusesHugeL
 
 TEST(OutputFile, KeepsTheOldFileUnlessCommitted) {
     auto const path = TempDir() / "out.txt";
-    {
-        std::ofstream out(path, std::ios::binary);
-        out << "old";
-    }
-    {
-        COutputFile file;
-        ASSERT_TRUE(file.Open(path.string(), false));
-        file.Write("new");
-    }  // not committed
-    EXPECT_EQ(ReadAll(path), "old");
-    {
-        COutputFile file;
-        ASSERT_TRUE(file.Open(path.string(), true));
-        file.Write(std::string(3 << 20, 'z'));  // past the buffer: reaches the file
-    }
-    EXPECT_EQ(ReadAll(path), "old");  // cut back
-    {
-        COutputFile file;
-        ASSERT_TRUE(file.Open(path.string(), true));
-        file.Write("+more");
-        file.Commit();
-    }
-    EXPECT_EQ(ReadAll(path), "old+more");
-    {
-        COutputFile file;
-        ASSERT_TRUE(file.Open(path.string(), false));
-        file.Write("new");
-        file.Commit();
-    }
-    EXPECT_EQ(ReadAll(path), "new");
+    WriteAll(path, "old");
+    // Writes `text` to the file opened to replace or to append; what the file holds once closed.
+    auto write = [&](bool append, std::string const& text, bool commit) {
+        {
+            COutputFile file;
+            EXPECT_TRUE(file.Open(path.string(), append));
+            file.Write(text);
+            if (commit) file.Commit();
+        }  // closed: an uncommitted file is cut back here
+        return ReadAll(path);
+    };
+    EXPECT_EQ(write(false, "new", false), "old");
+    EXPECT_EQ(write(true, std::string(3 << 20, 'z'), false), "old");  // past the buffer, then cut back
+    EXPECT_EQ(write(true, "+more", true), "old+more");
+    EXPECT_EQ(write(false, "new", true), "new");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(TempDir()), {}), 1);  // no leftovers
     COutputFile nowhere;
     EXPECT_FALSE(nowhere.Open((TempDir() / "no" / "such.txt").string(), false));
