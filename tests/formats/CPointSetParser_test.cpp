@@ -116,11 +116,8 @@ TEST_F(PointFiles, ASC_ReaderToleratesCaseUnknownColumnsAndStrayLines) {
           "0 0 1 10 11 12\r\n");
     CPointSet set;
     ASSERT_TRUE(CPointSetParser::ReadASCFile(Path("t.asc"), &set));
-    ASSERT_EQ(set.GetNumSec(), 4);
-    EXPECT_EQ(set.get_Sec(0).GetNumPts(), 1);
-    EXPECT_EQ(set.get_Sec(2).GetNumPts(), 0);
+    ASSERT_EQ(SectionSizes(set), (std::vector<int>{1, 2, 0, 1}));
     CPointSet_Section const& second = set.get_Sec(1);
-    ASSERT_EQ(second.GetNumPts(), 2);
     EXPECT_TRUE(second.HasMetaData(CPtsData::err));
     EXPECT_EQ(CPoint3<double>(second.get_Pts(0)), CPoint3<double>(4, 0, 6));
     EXPECT_EQ(second.get_Err(0), 0.5);
@@ -140,8 +137,7 @@ TEST_F(PointFiles, DAT_WritesStreamDefaultsAndReadsBackAsOneSection) {
 
     CPointSet back;
     ASSERT_TRUE(CPointSetParser::ReadDATFile(Path("d.dat"), &back));
-    ASSERT_EQ(back.GetNumSec(), 1);
-    ASSERT_EQ(back.GetNumPts(), 12);
+    ASSERT_EQ(SectionSizes(back), std::vector<int>{12});
     EXPECT_FALSE(back.get_Sec(0).HasMetaData(CPtsData::nms));
     for (int i = 0; i < 12; ++i) {
         CPoint3<double> const a = back.get_Pts(i), b = set.get_Pts(i);
@@ -154,8 +150,7 @@ TEST_F(PointFiles, DAT_WritesStreamDefaultsAndReadsBackAsOneSection) {
     CPointSet twice;
     ASSERT_TRUE(CPointSetParser::ReadDATFile(Path("d.dat"), &twice));
     ASSERT_TRUE(CPointSetParser::ReadDATFile(Path("d.dat"), &twice));
-    ASSERT_EQ(twice.GetNumSec(), 1);
-    ASSERT_EQ(twice.GetNumPts(), 24);
+    ASSERT_EQ(SectionSizes(twice), std::vector<int>{24});
     for (int i = 0; i < 24; ++i)
         EXPECT_EQ(CPoint3<double>(twice.get_Pts(i)), CPoint3<double>(set.get_Pts(i % 12)));
 }
@@ -192,12 +187,8 @@ TEST_F(PointFiles, BIN_EveryMarkerStartsASectionAndPointsBeforeTheFirstJoinTheLa
     Write("runs.bin", record(1) + record(2) + marker + marker + record(3) + marker);
     CPointSet set(1, 4, CPtsData::def);
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("runs.bin"), &set));
-    ASSERT_EQ(set.GetNumSec(), 4);
-    EXPECT_EQ(set.get_Sec(0).GetNumPts(), 6);  // the first run joined the last section
+    ASSERT_EQ(SectionSizes(set), (std::vector<int>{6, 0, 1, 0}));  // the first run joined the last section
     EXPECT_EQ(set.get_Sec(0).get_Pts(5).x, 2.0);
-    EXPECT_EQ(set.get_Sec(1).GetNumPts(), 0);
-    EXPECT_EQ(set.get_Sec(2).GetNumPts(), 1);
-    EXPECT_EQ(set.get_Sec(3).GetNumPts(), 0);
     // A leading marker starts a new section even when the set has some.
     Write("lead.bin", marker + record(4));
     ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("lead.bin"), &set));
@@ -216,9 +207,7 @@ TEST_F(PointFiles, BIN_EveryMarkerStartsASectionAndPointsBeforeTheFirstJoinTheLa
         ASSERT_TRUE(CPointSetParser::WriteBINFile(Path("gaps.bin"), gaps, append));
         CPointSet back;
         ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("gaps.bin"), &back));
-        ASSERT_EQ(back.GetNumSec(), 4) << append;
-        EXPECT_EQ(back.get_Sec(2).GetNumPts(), 3);
-        EXPECT_EQ(back.get_Sec(3).GetNumPts(), 0);
+        EXPECT_EQ(SectionSizes(back), (std::vector<int>{3, 0, 3, 0})) << append;
     }
 
     // Files large enough to be read in parts side by side (8 MiB and more
@@ -241,10 +230,9 @@ TEST_F(PointFiles, BIN_EveryMarkerStartsASectionAndPointsBeforeTheFirstJoinTheLa
         Write("big.bin", text);
         CPointSet back;
         ASSERT_TRUE(CPointSetParser::ReadBINFile(Path("big.bin"), &back));
-        ASSERT_EQ(back.GetNumSec(), int(expected.size()));
+        ASSERT_EQ(SectionSizes(back), expected);
         int point = 0;
         for (int s = 0; s < back.GetNumSec(); ++s) {
-            ASSERT_EQ(back.get_Sec(s).GetNumPts(), expected[std::size_t(s)]);
             for (CPoint3<double> const p : back.get_Sec(s).GetPtsArray()) {
                 if (p != CPoint3<double>(point, -point, 0.5))
                     FAIL() << "point " << point << " of section " << s;
@@ -286,8 +274,7 @@ TEST_F(PointFiles, CUT_WritesFeedFromVelocityOrTheFixedFeed) {
 
     CPointSet back = MakeSet(2, 1, CPtsData::def, 16);
     ASSERT_TRUE(CPointSetParser::ReadCUTFile(Path("c.cut"), &back));
-    ASSERT_EQ(back.get_Sec(0).GetNumPts(), 5);  // moves join the first section
-    EXPECT_EQ(back.get_Sec(1).GetNumPts(), 1);
+    ASSERT_EQ(SectionSizes(back), (std::vector<int>{5, 1}));  // moves join the first section
     EXPECT_EQ(back.get_Sec(0).get_Vel(1), 10.0);
     EXPECT_EQ(back.get_Sec(0).get_Vel(4), 1250.0 / 60.0);
     EXPECT_EQ(m_texts[m_texts.size() - 2], "  a total of 4 points were read from the file");

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <random>
+#include <vector>
 
 #include "entities/CPointSet.h"
 #include "entities/CPointSet_Attributes.h"
@@ -46,6 +47,14 @@ inline CPointSet MakeSet(int sections, int points, CPtsData flags, unsigned seed
     for (int s = 0; s < set.GetNumSec(); ++s)
         FillSection(set.get_Sec(s), random);
     return set;
+}
+
+// The number of points of each section.
+inline std::vector<int> SectionSizes(CPointSet const& set) {
+    std::vector<int> sizes;
+    for (int s = 0; s < set.GetNumSec(); ++s)
+        sizes.push_back(set.get_Sec(s).GetNumPts());
+    return sizes;
 }
 
 // Equal sections, attribute sets and values of every stored attribute.
