@@ -77,28 +77,22 @@ void ExpectIdentical(CTriangulation const& a, CTriangulation const& b) {
     CTrisData_Tris const tris(a.GetTrisMetaDataFlags().GetBits() & ~CTrisData_Tris::Usr.GetBits());
     EXPECT_EQ(b.GetPtsMetaDataFlags(), pts);
     EXPECT_EQ(b.GetTrisMetaDataFlags(), tris);
+    // One attribute of both groups, compared where the attribute is stored.
+    auto same = [](bool stored, auto const& x, auto const& y, auto const& get) {
+        if (stored) {
+            EXPECT_EQ(get(x), get(y));
+        }
+    };
     auto const &va = a.GetVertexGroup(), &vb = b.GetVertexGroup();
     for (int i = 0; i < a.GetNumPts(); ++i) {
         EXPECT_EQ(a.get_Pts(i).GetPoint(), b.get_Pts(i).GetPoint()) << i;
         EXPECT_EQ(EdgeNumber(a, a.get_Pts(i).GetEdge()), EdgeNumber(b, b.get_Pts(i).GetEdge())) << i;
-        if (pts.Contains(CTrisData_Pts::Nms)) {
-            EXPECT_EQ(va.get_Nms(i), vb.get_Nms(i));
-        }
-        if (pts.Contains(CTrisData_Pts::CNm)) {
-            EXPECT_EQ(va.get_CNm(i), vb.get_CNm(i));
-        }
-        if (pts.Contains(CTrisData_Pts::CUV)) {
-            EXPECT_EQ(va.get_CUV(i), vb.get_CUV(i));
-        }
-        if (pts.Contains(CTrisData_Pts::Err)) {
-            EXPECT_EQ(va.get_Err(i), vb.get_Err(i));
-        }
-        if (pts.Contains(CTrisData_Pts::Sta)) {
-            EXPECT_EQ(va.get_Sta(i), vb.get_Sta(i));
-        }
-        if (pts.Contains(CTrisData_Pts::Vel)) {
-            EXPECT_EQ(va.get_Vel(i), vb.get_Vel(i));
-        }
+        same(pts.Contains(CTrisData_Pts::Nms), va, vb, [&](auto const& g) { return g.get_Nms(i); });
+        same(pts.Contains(CTrisData_Pts::CNm), va, vb, [&](auto const& g) { return g.get_CNm(i); });
+        same(pts.Contains(CTrisData_Pts::CUV), va, vb, [&](auto const& g) { return g.get_CUV(i); });
+        same(pts.Contains(CTrisData_Pts::Err), va, vb, [&](auto const& g) { return g.get_Err(i); });
+        same(pts.Contains(CTrisData_Pts::Sta), va, vb, [&](auto const& g) { return g.get_Sta(i); });
+        same(pts.Contains(CTrisData_Pts::Vel), va, vb, [&](auto const& g) { return g.get_Vel(i); });
     }
     auto const &ta = a.GetTriangleGroup(), &tb = b.GetTriangleGroup();
     for (int t = 0; t < a.GetNumTris(); ++t) {
@@ -108,24 +102,12 @@ void ExpectIdentical(CTriangulation const& a, CTriangulation const& b) {
             EXPECT_EQ(EdgeNumber(a, ea.GetPairedEdge()), EdgeNumber(b, eb.GetPairedEdge())) << t << " " << k;
         }
         EXPECT_EQ(ta.get_Nms(t), tb.get_Nms(t));  // recomputed from the same corners
-        if (tris.Contains(CTrisData_Tris::CNm)) {
-            EXPECT_EQ(ta.get_CNm(t), tb.get_CNm(t));
-        }
-        if (tris.Contains(CTrisData_Tris::Col)) {
-            EXPECT_EQ(ta.get_Col(t), tb.get_Col(t));
-        }
-        if (tris.Contains(CTrisData_Tris::Flag)) {
-            EXPECT_EQ(ta.get_Flag(t), tb.get_Flag(t));
-        }
-        if (tris.Contains(CTrisData_Tris::Ind)) {
-            EXPECT_EQ(ta.get_Ind(t), tb.get_Ind(t));
-        }
-        if (tris.Contains(CTrisData_Tris::Sta)) {
-            EXPECT_EQ(ta.get_Sta(t), tb.get_Sta(t));
-        }
-        if (tris.Contains(CTrisData_Tris::Type)) {
-            EXPECT_EQ(ta.get_Type(t), tb.get_Type(t));
-        }
+        same(tris.Contains(CTrisData_Tris::CNm), ta, tb, [&](auto const& g) { return g.get_CNm(t); });
+        same(tris.Contains(CTrisData_Tris::Col), ta, tb, [&](auto const& g) { return g.get_Col(t); });
+        same(tris.Contains(CTrisData_Tris::Flag), ta, tb, [&](auto const& g) { return g.get_Flag(t); });
+        same(tris.Contains(CTrisData_Tris::Ind), ta, tb, [&](auto const& g) { return g.get_Ind(t); });
+        same(tris.Contains(CTrisData_Tris::Sta), ta, tb, [&](auto const& g) { return g.get_Sta(t); });
+        same(tris.Contains(CTrisData_Tris::Type), ta, tb, [&](auto const& g) { return g.get_Type(t); });
     }
 }
 
