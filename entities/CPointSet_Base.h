@@ -152,6 +152,7 @@ class QEL_API CPointSet_Base {
     friend class CPointSet_Create;
     friend class CPointSet_QELParser;
     friend class CPointSetParser;
+    friend class CPlyParser;
 
     // Takes ownership of section and inserts it before index (0..GetNumSec()).
     CPointSet_Section* InsertSectionAtIndex(CPointSet_Section* section, int index);

@@ -8,7 +8,9 @@
 
 #include "entities/CPointSet.h"
 #include "entities/CPointSet_Section.h"
+#include "formats/CPlyParser.h"
 #include "formats/QEL_TextNumbers.h"
+#include "core/CQEL_Operation.h"
 
 namespace QEL::Core {
 
@@ -17,6 +19,22 @@ CPointSet_Section& CPointSetParser::AppendSection(CPointSet& set) {
 }
 
 // --- the format table ------------------------------------------------------------------
+
+namespace {
+
+// A PLY file holds one vertex element, written whole: it cannot take more points after it.
+bool WritePLY(CQEL_String const& path, CPointSet const& source, bool append,
+              SPointFileOptions const& options) {
+    static CQEL_Operation const op("QEL::Core::CPlyParser::WritePointSet");
+    return op.Run([&] {
+        op.Check(!append, QEL_PARAMETER_OUT_OF_RANGE, "append", "PLY files cannot be appended to");
+        SPlyOptions ply;
+        ply.significantDigits = options.significantDigits;
+        return CPlyParser::WritePointSet(path, source, ply);
+    });
+}
+
+}  // namespace
 
 SPointFormat const* GetPointFormats(int& count) {
     static SPointFormat const formats[] = {
@@ -27,6 +45,8 @@ SPointFormat const* GetPointFormats(int& count) {
          &CPointSetParser::WriteBINFile},
         {".cut", "machining path of moves with feed", &CPointSetParser::ReadCUTFile,
          &CPointSetParser::WriteCUTFile},
+        {".ply", "PLY, ASCII or binary (written binary), vertices with their attributes",
+         &CPlyParser::ReadPointSet, &WritePLY},
     };
     count = int(std::size(formats));
     return formats;

@@ -17,6 +17,7 @@
 #include "entities/CTriangulation.h"
 #include "formats/CMappedInput.h"
 #include "formats/COutputFile.h"
+#include "formats/CPlyParser.h"
 #include "formats/CProgressText.h"
 #include "formats/CTriangleTextScanner.h"
 #include "formats/CTriangulationParser_Internal.h"
@@ -170,6 +171,17 @@ bool CTriangulationParser::WriteSTLFile(CQEL_String const& path, CTriangulation 
     });
 }
 
+bool CTriangulationParser::ReadPLYFile(CQEL_String const& path, CTriangulation* pTris) {
+    SAssemblyReport report;
+    if (!CPlyParser::ReadTriangulation(path, pTris, m_options, &report)) return false;
+    m_lastReport = report;
+    return true;
+}
+
+bool CTriangulationParser::WritePLYFile(CQEL_String const& path, CTriangulation const& tris) {
+    return CPlyParser::WriteTriangulation(path, tris);
+}
+
 // --- the format table ------------------------------------------------------------------
 
 namespace {
@@ -205,6 +217,13 @@ bool WriteRAW(CTriangulationParser& parser, CQEL_String const& path, CTriangulat
     return parser.WriteRAWFile(path, source);
 }
 
+bool ReadPLY(CTriangulationParser& parser, CQEL_String const& path, CTriangulation* target) {
+    return parser.ReadPLYFile(path, target);
+}
+bool WritePLY(CTriangulationParser& parser, CQEL_String const& path, CTriangulation const& source) {
+    return parser.WritePLYFile(path, source);
+}
+
 }  // namespace
 
 STriangleFormat const* GetTriangleFormats(int& count) {
@@ -212,6 +231,7 @@ STriangleFormat const* GetTriangleFormats(int& count) {
         {".stl", "STL, binary or ASCII (written binary)", &ReadSTL, &WriteSTL},
         {".tri", "binary vertices and indexed triangles", &ReadTRI, &WriteTRI},
         {".raw", "text, nine corner coordinates per triangle", &ReadRAW, &WriteRAW},
+        {".ply", "PLY, ASCII or binary (written binary), polygons as fans", &ReadPLY, &WritePLY},
     };
     count = int(std::size(formats));
     return formats;

@@ -59,6 +59,9 @@ class QEL_API CTriangulationParser {
     bool ReadRAWFile(CQEL_String const& path, CTriangulation* pTris);
     // Six significant digits per coordinate.
     bool WriteRAWFile(CQEL_String const& path, CTriangulation const& tris);
+    // PLY (formats/CPlyParser.h): polygons as fans, written binary.
+    bool ReadPLYFile(CQEL_String const& path, CTriangulation* pTris);
+    bool WritePLYFile(CQEL_String const& path, CTriangulation const& tris);
 
     // How the readers assemble (tolerance); announce is kept.
     void SetAssemblyOptions(SAssemblyOptions const& options) { m_options = options; }

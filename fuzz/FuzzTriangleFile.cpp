@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Fuzzes one triangle-format reader, chosen by QEL_FUZZ_EXTENSION (".stl",
-// ".tri" or ".raw"): the input becomes a file, read into a triangulation,
+// ".tri", ".raw" or ".ply"): the input becomes a file, read into a triangulation,
 // whose pairs are then walked (a pairing that breaks its invariants aborts).
 #include <unistd.h>
 
@@ -39,5 +39,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                     std::abort();
             }
     });
+    // Formats that also hold point sets (".ply") are read as one too.
+    static SPointFormat const* const points = FindPointFormat(CQEL_String::FromASCII(path.c_str()));
+    if (points)
+        QEL::Fuzz::ExpectOnlyQELExceptions([&] {
+            CPointSet set;
+            points->read(CQEL_String::FromASCII(path.c_str()), &set);
+            if (set.GetNumPts() > 0) (void)set.GetMax();
+        });
     return 0;
 }

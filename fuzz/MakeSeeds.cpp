@@ -87,6 +87,27 @@ void WriteTriangleSeeds(std::filesystem::path const& root) {
     ascii << "endsolid seed\n";
 }
 
+// PLY: the mesh binary and as ASCII floats, and points with normals, colours and errors.
+void WritePlySeeds(std::filesystem::path const& root) {
+    std::filesystem::create_directories(root / "ply");
+    auto path = [&](char const* name) { return CQEL_String::FromASCII((root / "ply" / name).c_str()); };
+    CTriangulation const mesh = MakeMesh();
+    CPlyParser::WriteTriangulation(path("mesh.ply"), mesh);
+    SPlyOptions ascii;
+    ascii.ascii = true;
+    ascii.floatValues = true;
+    ascii.significantDigits = 6;
+    CPlyParser::WriteTriangulation(path("mesh_ascii.ply"), mesh, ascii);
+    CPointSet points(1, 4, CPtsData::nms | CPtsData::col | CPtsData::err);
+    for (int i = 0; i < 4; ++i) {
+        points.get_Sec(0).set_Pts(i, CPoint3<double>(i, 2 * i, -i));
+        points.get_Sec(0).set_Col(i, CPoint3<double>(0.5, 1, 0));
+        points.get_Sec(0).set_Err(i, 0.25 * i);
+    }
+    CPlyParser::WritePointSet(path("points.ply"), points);
+    CPlyParser::WritePointSet(path("points_ascii.ply"), points, ascii);
+}
+
 // Triangulation records as the container hands them over: a closed cube, a
 // grid with a hole and a fin (unpaired edges) carrying every stored
 // attribute, and an empty mesh.
@@ -164,6 +185,7 @@ int main(int argc, char** argv) {
             WriteQEL(root / "qel_key", name.c_str(), "fuzz", n);
         }
         WriteTriangleSeeds(root);
+        WritePlySeeds(root);
         WriteMeshRecords(root / "qel_mesh");
         WriteCurveRecords(root / "qel_curve", root / "qel");
     } catch (std::exception const& e) {

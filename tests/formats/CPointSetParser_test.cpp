@@ -286,12 +286,14 @@ TEST_F(PointFiles, UnopenableFilesGiveFalseAndBadArgumentsThrow) {
     CQEL_String const missing = Path("none/x.dat");
     int count = 0;
     SPointFormat const* formats = GetPointFormats(count);
-    ASSERT_EQ(count, 4);
+    ASSERT_EQ(count, 5);
     for (int i = 0; i < count; ++i) {
         SCOPED_TRACE(formats[i].extension);
         EXPECT_FALSE(formats[i].read(missing, &set));
         EXPECT_FALSE(formats[i].write(missing, set, false, {}));
-        EXPECT_FALSE(formats[i].write(missing, set, true, {}));
+        if (formats[i].extension != std::string(".ply")) {  // PLY refuses append (its own test)
+            EXPECT_FALSE(formats[i].write(missing, set, true, {}));
+        }
         EXPECT_EQ(ReasonOf([&] { formats[i].read(Path("x"), nullptr); }), QEL_NULL_PARAMETER);
         SPointFileOptions wrong;
         wrong.significantDigits = 18;

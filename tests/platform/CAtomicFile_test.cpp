@@ -158,10 +158,12 @@ TEST(AtomicFile, WritesThatFailHalfWayLeaveTheOldFileAndNoTemporary) {
     SPointFormat const* formats = GetPointFormats(count);
     for (int i = 0; i < count; ++i)
         for (bool const append : {false, true})
-            all.emplace_back(std::string(formats[i].extension) + (append ? " appended" : ""), [&, i, append] {
-                EXPECT_EQ(ReasonOf([&] { formats[i].write(target, points, append, {}); }),
-                          QEL_FILE_WRITE_ERROR);
-            });
+            if (!append || formats[i].extension != std::string(".ply"))  // PLY refuses append
+                all.emplace_back(
+                    std::string(formats[i].extension) + (append ? " appended" : ""), [&, i, append] {
+                        EXPECT_EQ(ReasonOf([&] { formats[i].write(target, points, append, {}); }),
+                                  QEL_FILE_WRITE_ERROR);
+                    });
     for (auto const& [name, write] : all) {
         SCOPED_TRACE(name);
         std::ofstream(path, std::ios::binary) << old;

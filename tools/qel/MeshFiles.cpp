@@ -67,8 +67,8 @@ SMeshes ReadMeshFile(std::string const& path) {
             read.Add(list.Release(0));
     } else {
         auto mesh = std::make_unique<CTriangulation>();
-        opened = Extension(path) == ".stl" ? parser.ReadSTLFile(File(path), mesh.get())
-                                           : parser.ReadRAWFile(File(path), mesh.get());
+        STriangleFormat const* format = FindTriangleFormat(File(path));
+        opened = format && format->read(parser, File(path), mesh.get());
         read.Add(std::move(mesh));
     }
     if (!opened)
@@ -83,12 +83,8 @@ SMeshes ReadMeshFile(std::string const& path) {
 
 void WriteMeshFile(std::string const& path, CTriangulation const& mesh) {
     CTriangulationParser parser;
-    CQEL_String const file = File(path);
-    std::string const extension = Extension(path);
-    bool const written = extension == ".stl"   ? parser.WriteSTLFile(file, mesh, CQEL_String())
-                         : extension == ".tri" ? parser.WriteTRIFile(file, mesh)
-                                               : parser.WriteRAWFile(file, mesh);
-    if (!written) throw std::runtime_error("cannot write " + path);
+    STriangleFormat const* format = FindTriangleFormat(File(path));
+    if (!format || !format->write(parser, File(path), mesh)) throw std::runtime_error("cannot write " + path);
 }
 
 void ShowMesh(CTriangulation const& mesh, std::string const& title, SMeshes const& read) {
@@ -126,37 +122,44 @@ void ShowMesh(CTriangulation const& mesh, std::string const& title, SMeshes cons
 }  // namespace
 
 bool IsMeshFile(std::string const& path) {
-    std::string const extension = Extension(path);
-    return extension == ".stl" || extension == ".tri" || extension == ".raw";
+    if (!FindTriangleFormat(File(path))) return false;
+    // A format for both (".ply") holds a mesh when the file has faces.
+    if (!FindPointFormat(File(path))) return true;
+    return Extension(path) == ".ply" && CPlyParser::HoldsFaces(File(path));
 }
 
 bool ConvertMeshes(std::string const& in, std::string const& out, std::string const& key) {
-    bool const meshIn = IsMeshFile(in), meshOut = IsMeshFile(out);
+    bool const meshIn = IsMeshFile(in);
+    bool const containerWithMeshes = IsContainer(in);
+    // An output format for both takes a mesh when one comes in, else points.
+    bool const meshOut =
+        FindTriangleFormat(File(out)) && (!FindPointFormat(File(out)) || meshIn || containerWithMeshes);
     bool const containerIn = IsContainer(in), containerOut = IsContainer(out);
     if (!meshIn && !containerIn) {
         if (meshOut)
             throw std::runtime_error(in + " holds points, and a point set cannot become a mesh file (" +
-                                     Extension(out) + "): convert it to .qel, .asc, .dat, .bin or .cut");
+                                     Extension(out) +
+                                     "): convert it to .qel, .asc, .dat, .bin, .cut or .ply");
         return false;
     }
     if (meshIn && !meshOut && !containerOut)
         throw std::runtime_error(in + " holds a mesh, which cannot become a point file (" + Extension(out) +
-                                 "): convert it to .stl, .tri, .raw or .qel");
+                                 "): convert it to .stl, .tri, .raw, .ply or .qel");
     if (!key.empty() && !containerIn && !containerOut)
         throw std::runtime_error("--key applies to .qel containers only");
 
     SMeshes const read = containerIn ? ReadContainer(in, key) : ReadMeshFile(in);
     if (containerIn && read.meshes.empty()) {
-        if (meshOut)
+        if (meshOut && !FindPointFormat(File(out)))
             throw std::runtime_error(in +
                                      " holds no triangulation, only point sets: convert them to .qel, .asc, "
-                                     ".dat, .bin or .cut");
+                                     ".dat, .bin, .cut or .ply");
         return false;  // point sets only: the point sets' conversion
     }
     if (containerIn && !meshOut && !containerOut) {
         if (read.pointSets == 0)
             throw std::runtime_error(in + " holds triangulations only, which cannot become a point file (" +
-                                     Extension(out) + "): convert them to .stl, .tri, .raw or .qel");
+                                     Extension(out) + "): convert them to .stl, .tri, .raw, .ply or .qel");
         std::fprintf(stderr, "warning: the %zu triangulation%s of %s are not written to %s\n",
                      read.meshes.size(), read.meshes.size() == 1 ? "" : "s", in.c_str(), out.c_str());
         return false;
