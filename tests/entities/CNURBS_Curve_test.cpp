@@ -16,25 +16,14 @@
 #include "entities/CNURBS_Curve.h"
 #include "entities/CNURBS_Curve_ClosestPoint.h"
 #include "entities/CNURBS_Curve_Evaluator.h"
+#include "test_helpers/ChannelLog.h"
 
 using namespace QEL::Core;
 using QEL::Elements::CTransform4;
+using QEL::Test::SChannelLog;
 using ::testing::ElementsAre;
 
 namespace {
-
-// Messages of one output channel while the object lives.
-struct SChannelLog {
-    explicit SChannelLog(CQEL_Output_Events::EChannel channel) : m_channel(channel) {
-        CQEL_Output_Events::Attach(channel, &Take, this);
-    }
-    ~SChannelLog() { CQEL_Output_Events::Detach(m_channel, &Take, this); }
-    static void Take(CQEL_Output_Events::EChannel, CQEL_String const& text, void* user) {
-        static_cast<SChannelLog*>(user)->lines.emplace_back(text.GetArray(), std::size_t(text.Length()));
-    }
-    CQEL_Output_Events::EChannel m_channel;
-    std::vector<std::string> lines;
-};
 
 // A cubic through a wavy control polygon, clamped uniform knots on [0, 1].
 CNURBS_Curve Wavy(int numCtrl, double weightWobble = 0.0) {

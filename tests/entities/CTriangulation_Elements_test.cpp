@@ -12,6 +12,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "core/CQEL_String.h"
 #include "entities/CTriangulation.h"
+#include "test_helpers/ChannelLog.h"
 #include "test_helpers/TriangulationFixtures.h"
 #include "test_helpers/TriangulationInvariants.h"
 
@@ -39,10 +40,6 @@ CTriangulation_Edge* EdgeOf(CTriangulation& mesh, int t, int a, int b) {
         if (e.GetVertex() == &mesh.get_Pts(a) && e.GetEndVertex() == &mesh.get_Pts(b)) return &e;
     }
     return nullptr;
-}
-
-void CollectWarning(QEL::Core::CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-    static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
 }
 
 }  // namespace
@@ -229,15 +226,12 @@ TEST(CTriangulationTriangle, ComputeNormal_MarksMissingCornersAndWarnsOnRepeated
     EXPECT_EQ(undefined.z, kUndefinedValue);
     EXPECT_TRUE(t.HasNullEdge());
 
-    std::vector<std::string> warnings;
-    CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, CollectWarning, &warnings);
+    QEL::Test::SChannelLog warnings(CQEL_Output_Events::EChannel::Warning);
     t.Edge(0).SetVertex(&mesh.get_Pts(0));
     t.Edge(1).SetVertex(&mesh.get_Pts(0));
     t.Edge(2).SetVertex(&mesh.get_Pts(1));
     t.ComputeNormal();
-    CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, CollectWarning, &warnings);
-    ASSERT_EQ(warnings.size(), 1u);
-    EXPECT_EQ(warnings[0], "Bad triangle in triangulation");
+    EXPECT_EQ(warnings.lines, std::vector<std::string>{"Bad triangle in triangulation"});
     EXPECT_TRUE(t.HasNullEdge());
 
     mesh.GetVertexGroup().set_Pts(1, {1, 0, 0});

@@ -20,6 +20,7 @@
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Output_Events.h"
 #include "formats/CPointSetParser.h"
+#include "test_helpers/ChannelLog.h"
 #include "test_helpers/ReasonOf.h"
 
 using namespace QEL::Core;
@@ -33,17 +34,8 @@ class PointFiles : public ::testing::Test {
     void SetUp() override {
         m_dir = std::filesystem::temp_directory_path() / ("qel_points_test_" + std::to_string(::getpid()));
         std::filesystem::create_directories(m_dir);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Text, Collect, &m_texts);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
     }
-    void TearDown() override {
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Text, Collect, &m_texts);
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-        std::filesystem::remove_all(m_dir);
-    }
-    static void Collect(CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-        static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-    }
+    void TearDown() override { std::filesystem::remove_all(m_dir); }
 
     CQEL_String Path(char const* name) const { return CQEL_String::FromASCII((m_dir / name).c_str()); }
     std::string Read(char const* name) const {
@@ -56,8 +48,10 @@ class PointFiles : public ::testing::Test {
     }
 
     std::filesystem::path m_dir;
-    std::vector<std::string> m_texts;
-    std::vector<std::string> m_warnings;
+    SChannelLog m_textLog{CQEL_Output_Events::EChannel::Text},
+        m_warningLog{CQEL_Output_Events::EChannel::Warning};
+    std::vector<std::string>& m_texts = m_textLog.lines;
+    std::vector<std::string>& m_warnings = m_warningLog.lines;
 };
 
 SPointFileOptions Exact() {

@@ -19,6 +19,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "formats/CQELParser.h"
 #include "core/CQEL_Stream.h"
+#include "test_helpers/ChannelLog.h"
 
 #include <csignal>
 #include <fstream>
@@ -326,16 +327,10 @@ TEST_F(QELParserTest, Import_WrongOrMissingKeyReturnsFalseAndKeepsNothing) {
     EXPECT_FALSE(parser.Inspect(enciphered, Key("wrong"), records));
 
     // A key given for a file without one is ignored, with a warning.
-    std::vector<std::string> warnings;
-    auto collect = [](CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-        static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-    };
-    CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, collect, &warnings);
+    QEL::Test::SChannelLog warnings(CQEL_Output_Events::EChannel::Warning);
     EXPECT_TRUE(parser.Import(plain, Key("any")));
-    CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, collect, &warnings);
     EXPECT_EQ(parser.GetNumObjects(), 1);
-    ASSERT_EQ(warnings.size(), 1u);
-    EXPECT_THAT(warnings[0], HasSubstr("not enciphered"));
+    EXPECT_THAT(warnings.lines, ::testing::ElementsAre(HasSubstr("not enciphered")));
 }
 
 TEST_F(QELParserTest, Import_DamagedRecordOrIndexThrowsReason23NamingIt) {

@@ -11,6 +11,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "entities/CTriangulation.h"
 #include "operations/triangulation/CTriangulation_Merge_Parts.h"
+#include "test_helpers/ChannelLog.h"
 #include "test_helpers/IndexedMeshFixtures.h"
 #include "test_helpers/ReasonOf.h"
 #include "test_helpers/TriangulationInvariants.h"
@@ -18,26 +19,16 @@
 using namespace QEL::Core;
 using namespace QEL::Test;
 
-namespace {
-
-void Collect(CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-    static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-}
-
-}  // namespace
-
 TEST(MergeParts, FillsAPairedTriangulationAndReportsWhatItMerged) {
     SIndexedMesh grid = MakeGrid(6, 5);
     grid.AddFins(0, 1);
     std::vector<double> const soup = grid.Soup<double>();
     CTriangulation mesh;
     mesh.CheckSpace(3, 1);  // replaced, not added to
-    std::vector<std::string> texts;
-    CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Text, Collect, &texts);
+    SChannelLog texts(CQEL_Output_Events::EChannel::Text);
     CTriangulation_Merge_Parts assembler(mesh);
     assembler.AddTriangles(soup.data(), grid.Triangles());
     SAssemblyReport const report = assembler.Merge();
-    CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Text, Collect, &texts);
     EXPECT_EQ(report.cornersIn, 3 * grid.Triangles());
     EXPECT_EQ(report.verticesOut, grid.Vertices());
     EXPECT_EQ(report.trianglesOut, grid.Triangles());
@@ -47,8 +38,7 @@ TEST(MergeParts, FillsAPairedTriangulationAndReportsWhatItMerged) {
     EXPECT_EQ(mesh.GetNumPts(), grid.Vertices());
     EXPECT_EQ(mesh.GetNumTris(), grid.Triangles());
     EXPECT_EQ(TriangulationInvariants(mesh), "");
-    ASSERT_EQ(texts.size(), 1u);
-    EXPECT_THAT(texts[0], ::testing::HasSubstr("corners welded into 43 vertices"));
+    EXPECT_THAT(texts.lines, ::testing::ElementsAre(::testing::HasSubstr("corners welded into 43 vertices")));
     EXPECT_EQ(assembler.GetNumTriangles(), 0);  // the collected triangles are gone
 }
 
