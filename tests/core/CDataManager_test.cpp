@@ -122,43 +122,28 @@ TEST(DataManager, InternalCollections_RaiseTheirFlagsOnChange) {
     bool modified = false, resized = false;
     ints.SetDataModifiedFlag(&modified);
     ints.SetCheckSpaceFlag(&resized);
-    auto expectFlags = [&](bool m, bool r, char const* step) {
+    // Each change, and the flags it must raise.
+    auto expectFlags = [&](bool m, bool r, char const* step, std::function<void()> const& change) {
+        change();
         EXPECT_EQ(modified, m) << step;
         EXPECT_EQ(resized, r) << step;
         modified = resized = false;
     };
-
-    manager.CheckSpace(4);
-    expectFlags(true, true, "growth");
-    manager.CheckSpace(4);
-    expectFlags(false, false, "same size");
-    ints.Set(1, 5);
-    expectFlags(true, false, "Set");
-    (void)ints.Get(1);
-    (void)ints.GetAsArray();
-    expectFlags(false, false, "reads");
-    ints.Edit(2) = 3;
-    expectFlags(true, false, "Edit");
-    manager.CopyElement(0, 1);
-    expectFlags(true, false, "CopyElement");
-    manager.Reverse();
-    expectFlags(true, false, "Reverse");
-    manager.Compact();
-    manager.PreAllocate(100);
-    expectFlags(false, false, "Compact, PreAllocate");
-    manager.Insert(2);
-    expectFlags(true, true, "Insert");
-    manager.Remove(0);
-    expectFlags(true, true, "Remove");
-    plain.SetActive(false);
-    expectFlags(false, false, "another collection");
-    ints.SetActive(false);
-    expectFlags(true, true, "deactivation");
-    ints.SetActive(true);
-    expectFlags(true, true, "activation");
+    expectFlags(true, true, "growth", [&] { manager.CheckSpace(4); });
+    expectFlags(false, false, "same size", [&] { manager.CheckSpace(4); });
+    expectFlags(true, false, "Set", [&] { ints.Set(1, 5); });
+    expectFlags(false, false, "reads", [&] { (void)ints.Get(1), (void)ints.GetAsArray(); });
+    expectFlags(true, false, "Edit", [&] { ints.Edit(2) = 3; });
+    expectFlags(true, false, "CopyElement", [&] { manager.CopyElement(0, 1); });
+    expectFlags(true, false, "Reverse", [&] { manager.Reverse(); });
+    expectFlags(false, false, "Compact, PreAllocate", [&] { manager.Compact(), manager.PreAllocate(100); });
+    expectFlags(true, true, "Insert", [&] { manager.Insert(2); });
+    expectFlags(true, true, "Remove", [&] { manager.Remove(0); });
+    expectFlags(false, false, "another collection", [&] { plain.SetActive(false); });
+    expectFlags(true, true, "deactivation", [&] { ints.SetActive(false); });
+    expectFlags(true, true, "activation", [&] { ints.SetActive(true); });
     EXPECT_EQ(ints.Count(), 4);
-    manager.Reset();
-    expectFlags(true, true, "Reset");
+    expectFlags(true, true, "Reset", [&] { manager.Reset(); });
 }
 
 namespace {
