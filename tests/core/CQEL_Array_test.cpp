@@ -33,6 +33,9 @@ std::string Text2(char const* param, char const* operation, char const* message,
            message + " " + reason;
 }
 constexpr char const* kParameter = "Geometry Exception: Parameter out of range!";
+std::string Range(char const* param, char const* operation) {
+    return Text2(param, operation, "Parameter out of range", kParameter);
+}
 constexpr char const* kIndex = "Geometry Exception: Index out of range!";
 constexpr char const* kNull = "Memory Exception: Null parameter assignment!";
 constexpr char const* kInvalid = "Geometry Exception: Invalid parameter!";
@@ -189,17 +192,12 @@ TEST(Array, Misuse_ReportsReasonParameterAndLocation) {
         std::string text;
     };
     std::vector<SCase> const cases{
-        {[&] { a.Swap(-1, -1); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("index1", "Swap", "Parameter out of range", kParameter)},
-        {[&] { a.Swap(0, 3); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("index2", "Swap", "Parameter out of range", kParameter)},
+        {[&] { a.Swap(-1, -1); }, QEL_PARAMETER_OUT_OF_RANGE, Range("index1", "Swap")},
+        {[&] { a.Swap(0, 3); }, QEL_PARAMETER_OUT_OF_RANGE, Range("index2", "Swap")},
         {[&] { a.CheckSpace(-1); }, QEL_INDEX_OUT_OF_RANGE, Located("CheckSpace") + kIndex},
-        {[&] { a.GetIndex(outside); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("index", "GetIndex", "Parameter out of range", kParameter)},
-        {[&] { a.Insert(4, 1.0); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("insert_at_index", "Insert", "Parameter out of range", kParameter)},
-        {[&] { a.Insert(-1, a); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("insert_at_index", "Insert", "Parameter out of range", kParameter)},
+        {[&] { a.GetIndex(outside); }, QEL_PARAMETER_OUT_OF_RANGE, Range("index", "GetIndex")},
+        {[&] { a.Insert(4, 1.0); }, QEL_PARAMETER_OUT_OF_RANGE, Range("insert_at_index", "Insert")},
+        {[&] { a.Insert(-1, a); }, QEL_PARAMETER_OUT_OF_RANGE, Range("insert_at_index", "Insert")},
         {[&] { a.Remove(2, 2); }, QEL_INDEX_OUT_OF_RANGE,
          Text2("", "Remove", "Indices are invalid to perform removal", kIndex)},
         {[&] { a.Remove(0, -1); }, QEL_INDEX_OUT_OF_RANGE,
@@ -208,9 +206,9 @@ TEST(Array, Misuse_ReportsReasonParameterAndLocation) {
          Text2("", "Extract", "Indices are invalid to perform extraction", kIndex)},
         {[&] { a.Extract(0, -1); }, QEL_INDEX_OUT_OF_RANGE, Located("CheckSpace") + kIndex},
         {[&] { a.PopBack(4); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("num_elements_to_remove", "RemoveElements_Back", "Parameter out of range", kParameter)},
+         Range("num_elements_to_remove", "RemoveElements_Back")},
         {[&] { a.PopFront(-1); }, QEL_PARAMETER_OUT_OF_RANGE,
-         Text2("num_elements_to_remove", "RemoveElements_Front", "Parameter out of range", kParameter)},
+         Range("num_elements_to_remove", "RemoveElements_Front")},
         {[&] { a.PushBack(1.0, -1); }, QEL_PARAMETER_OUT_OF_RANGE,
          Text2("", "AddElements_Back", "Number of elements to add is negative", kParameter)},
         {[&] { a.PushFront(1.0, -2); }, QEL_PARAMETER_OUT_OF_RANGE,
