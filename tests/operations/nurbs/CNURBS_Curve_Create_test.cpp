@@ -322,6 +322,9 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
     withParams.AddMetaData(CPtsData::cuv);
     for (int i = 0; i < 4; ++i)
         withParams.set_CUV(i, CPoint2<double>(i == 2 ? 0.5 : i, 0));  // not increasing
+    char const *kDegree = "Degree must be greater than zero", *kNoScan = "No points in scan",
+               *kFewScan = "Number of scan points less than or equal to degree",
+               *kNoSections = "No sections in pointset";
     struct SCase {
         char const* what;
         std::function<void()> call;
@@ -329,16 +332,14 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
         char const* param;
         char const* message;
     } const cases[] = {
-        {"line degree", [&] { create.FromTwoPoints(o, e, 4, 0); }, 14, "degree",
-         "Degree must be greater than zero"},
+        {"line degree", [&] { create.FromTwoPoints(o, e, 4, 0); }, 14, "degree", kDegree},
         {"line count", [&] { create.FromTwoPoints(o, e, 3, 3); }, 14, "num_ctrl",
          "Num of ctrl points should be at least equal to the order of curve"},
         {"line array", [&] { create.FromTwoPoints(CQEL_Array<CPoint3<double>>(3), 4, 3); }, 14, "points",
          "2 points required"},
         {"four array", [&] { create.FromFourPoints(CQEL_Array<CPoint3<double>>(2), 3); }, 14, "points",
          "4 points required"},
-        {"four degree", [&] { create.FromFourPoints(o, e, o, e, 0); }, 14, "degree",
-         "Degree must be greater than zero"},
+        {"four degree", [&] { create.FromFourPoints(o, e, o, e, 0); }, 14, "degree", kDegree},
         {"net empty", [&] { create.FromCtrlNet(emptySet, 2); }, 14, "ctrlNet", "No points in pointset"},
         {"net sections", [&] { create.FromCtrlNet(twoSections, 2); }, 14, "ctrlNetPts",
          "Pointset has mutliple sections"},
@@ -348,18 +349,16 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
          "Parameter out of range"},
         {"arc axes", [&] { create.CircularArc(o, x, x * 2.0, 1, 0, 1); }, 14, "yAxis",
          "Vectors must not be parallel."},
-        {"scan degree", [&] { create.InterpolateScan(three, 0, 0); }, 14, "degree",
-         "Degree must be greater than zero"},
-        {"scan empty", [&] { create.InterpolateScan(empty, 3, 0); }, 14, "scanPts", "No points in scan"},
-        {"scan count", [&] { create.InterpolateScan(three, 3, 0); }, 14, "scanPts",
-         "Number of scan points less than or equal to degree"},
+        {"scan degree", [&] { create.InterpolateScan(three, 0, 0); }, 14, "degree", kDegree},
+        {"scan empty", [&] { create.InterpolateScan(empty, 3, 0); }, 14, "scanPts", kNoScan},
+        {"scan count", [&] { create.InterpolateScan(three, 3, 0); }, 14, "scanPts", kFewScan},
         {"scan repeat", [&] { create.InterpolateScan(repeated, 2, 1); }, 14, "scanPts",
          "Consecutive scan points coincide"},
         {"params none", [&] { create.InterpolateScan_Params(three, 2); }, 14, "scanPts",
          "Scan points contain no parameters"},
         {"params order", [&] { create.InterpolateScan_Params(withParams, 2); }, 14, "scanPts",
          "Scan parameters must increase strictly"},
-        {"approx empty", [&] { create.ApproximateScan(empty); }, 14, "scanPts", "No points in scan"},
+        {"approx empty", [&] { create.ApproximateScan(empty); }, 14, "scanPts", kNoScan},
         {"approx no params", [&] { create.ApproximateScan(three); }, 14, "scanPts",
          "No parameterisation in scan"},
         {"approx outside",
@@ -368,20 +367,18 @@ TEST(CNURBS_Curve_Create, EveryCheckReportsItsReasonParameterAndMessage) {
              create.ApproximateScan(withParams);  // parameter 3 beyond [0, 1]
          },
          14, "scanPts", "Pointset parameterisation incompatible with curve"},
-        {"approx degree", [&] { create.ApproximateScan(three, 3, 0, false); }, 14, "degree",
-         "Degree must be greater than zero"},
-        {"approx count", [&] { create.ApproximateScan(three, 3, 3, false); }, 14, "scanPts",
-         "Number of scan points less than or equal to degree"},
+        {"approx degree", [&] { create.ApproximateScan(three, 3, 0, false); }, 14, "degree", kDegree},
+        {"approx count", [&] { create.ApproximateScan(three, 3, 3, false); }, 14, "scanPts", kFewScan},
         {"approx ctrl", [&] { create.ApproximateScan(repeated, 2, 2, false); }, 14, "num_ctrl_pts",
          "Number of control points less than or equal to degree"},
         {"approx more ctrl", [&] { create.ApproximateScan(repeated, 5, 2, false); }, 14, "num_ctrl_pts",
          "Number of scan points less than desired control points"},
         {"scans none", [&] { CNURBS_Curve_Create::InterpolateScans(noSections, &list, 3, 0); }, 14,
-         "multiScanPts", "No sections in pointset"},
+         "multiScanPts", kNoSections},
         {"scans small", [&] { CNURBS_Curve_Create::InterpolateScans(smallScans, &list, 2, 0); }, 14,
          "multiScanPts", "Point set scan has fewer than 4 points"},
         {"approx scans none", [&] { CNURBS_Curve_Create::ApproximateScans(noSections, 4, &list, 3); }, 14,
-         "multiScanPts", "No sections in pointset"},
+         "multiScanPts", kNoSections},
         {"scans result", [&] { CNURBS_Curve_Create::InterpolateScans(twoSections, nullptr, 2, 0); }, 0,
          "result", "Null Pointer"},
     };
