@@ -11,6 +11,8 @@
 using namespace ElementsTest;
 using QEL::Core::QEL_INVALID_PARAMETER;
 using QEL::Core::QEL_PARAMETER_OUT_OF_RANGE;
+using Vec = CVector3<double>;
+using Pt = CPoint3<double>;
 
 namespace {
 
@@ -23,7 +25,7 @@ Transform Sequential(double first = 1.0) {
 }
 
 // Row vector (x, y, z, 1) times m, written out independently of the class.
-CPoint3<double> RowTimes(CPoint3<double> const& p, Transform const& m) {
+Pt RowTimes(Pt const& p, Transform const& m) {
     double r[4];
     for (int c = 0; c < 4; ++c)
         r[c] = p.x * m[c] + p.y * m[4 + c] + p.z * m[8 + c] + m[12 + c];
@@ -46,45 +48,44 @@ Transform RandomAffine(std::mt19937_64& rng) {
 TEST(Transform4, PointsAreRowVectorsWithTranslationInTheLastRow) {
     Transform m = Sequential();
     m[3] = m[7] = m[11] = 0.5;  // keep w away from 0
-    CPoint3<double> const p(0.25, -2.0, 3.5);
+    Pt const p(0.25, -2.0, 3.5);
     EXPECT_TRUE(Near3(m.Apply(p), RowTimes(p, m), 1e-12));
     // Vectors: linear part only, no division.
-    CVector3<double> const v(0.25, -2.0, 3.5);
-    CVector3<double> const expected(v.x * m[0] + v.y * m[4] + v.z * m[8],
-                                    v.x * m[1] + v.y * m[5] + v.z * m[9],
-                                    v.x * m[2] + v.y * m[6] + v.z * m[10]);
+    Vec const v(0.25, -2.0, 3.5);
+    Vec const expected(v.x * m[0] + v.y * m[4] + v.z * m[8], v.x * m[1] + v.y * m[5] + v.z * m[9],
+                       v.x * m[2] + v.y * m[6] + v.z * m[10]);
     EXPECT_EQ(m.Apply(v), expected);
-    EXPECT_EQ(m.GetTranslation(), CVector3<double>(13, 14, 15));
+    EXPECT_EQ(m.GetTranslation(), Vec(13, 14, 15));
 
     Transform const t = Transform().CreateTranslation(1, 2, 3);
-    EXPECT_EQ(t.Apply(CVector3<double>(1, 0, 0)), CVector3<double>(1, 0, 0));
-    EXPECT_EQ(t.Apply(CPoint3<double>(1, 0, 0)), CPoint3<double>(2, 2, 3));
+    EXPECT_EQ(t.Apply(Vec(1, 0, 0)), Vec(1, 0, 0));
+    EXPECT_EQ(t.Apply(Pt(1, 0, 0)), Pt(2, 2, 3));
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&t[16]), 0xBBADBEEFu);
     // Float points are computed in double.
     EXPECT_EQ(t.Apply(CPoint3<float>(1, 0, 0)), CPoint3<float>(2, 2, 3));
 }
 
 TEST(Transform4, PointWithZeroHomogeneousCoordinateIsLeftUnchanged) {
-    CPoint3<double> const p(1.5, -2, 7);
+    Pt const p(1.5, -2, 7);
     EXPECT_EQ(Transform::Zero().Apply(p), p);
     // Perspective column (1, 0, 0) and m[15] = -1: w = x - 1 vanishes at x = 1 only.
     Transform m;
     m[3] = 1.0;
     m[15] = -1.0;
-    EXPECT_EQ(m.Apply(CPoint3<double>(1, 5, 6)), CPoint3<double>(1, 5, 6));
-    EXPECT_EQ(m.Apply(CPoint3<double>(3, 4, 6)), CPoint3<double>(1.5, 2, 3));
+    EXPECT_EQ(m.Apply(Pt(1, 5, 6)), Pt(1, 5, 6));
+    EXPECT_EQ(m.Apply(Pt(3, 4, 6)), Pt(1.5, 2, 3));
 }
 
 TEST(Transform4, CompositionAppliesTheLeftFactorFirst) {
     Transform const translate = Transform().CreateTranslation(1, 2, 3);
     Transform const rotate = Transform().CreateRotationZ(kPi / 2);
-    CPoint3<double> const origin;
+    Pt const origin;
     // Rotation then translation: the origin goes to the translation.
-    EXPECT_TRUE(Near3(rotate.GetPostTransformed(translate).Apply(origin), CPoint3<double>(1, 2, 3), 1e-15));
-    EXPECT_TRUE(Near3(translate.GetPreTransformed(rotate).Apply(origin), CPoint3<double>(1, 2, 3), 1e-15));
+    EXPECT_TRUE(Near3(rotate.GetPostTransformed(translate).Apply(origin), Pt(1, 2, 3), 1e-15));
+    EXPECT_TRUE(Near3(translate.GetPreTransformed(rotate).Apply(origin), Pt(1, 2, 3), 1e-15));
     // Translation then rotation: to the rotated translation.
-    EXPECT_TRUE(Near3(translate.GetPostTransformed(rotate).Apply(origin), CPoint3<double>(-2, 1, 3), 1e-15));
-    EXPECT_TRUE(Near3(rotate.GetPreTransformed(translate).Apply(origin), CPoint3<double>(-2, 1, 3), 1e-15));
+    EXPECT_TRUE(Near3(translate.GetPostTransformed(rotate).Apply(origin), Pt(-2, 1, 3), 1e-15));
+    EXPECT_TRUE(Near3(rotate.GetPreTransformed(translate).Apply(origin), Pt(-2, 1, 3), 1e-15));
 
     // The assigning forms, including composition with itself.
     Transform a = translate;
@@ -100,7 +101,7 @@ TEST(Transform4, CompositionAppliesTheLeftFactorFirst) {
 }
 
 TEST(Transform4, EqualityIsExactAndNaNNeverEqual) {
-    Transform const a = Transform().CreateRotation(CVector3<double>(1, 2, 3), 0.7);
+    Transform const a = Transform().CreateRotation(Vec(1, 2, 3), 0.7);
     Transform b = a;
     b[9] = std::nextafter(b[9], 1.0);
     EXPECT_TRUE(a != b);
@@ -150,25 +151,22 @@ TEST(Transform4, SingularInverseIsTheIdentityBelowThePivotProductLimit) {
 }
 
 TEST(Transform4, RotationsFollowTheRightHandRule) {
-    EXPECT_TRUE(Near3(Transform().CreateRotationZ(kPi / 2).Apply(CVector3<double>(1, 0, 0)),
-                      CVector3<double>(0, 1, 0), 1e-15));
-    EXPECT_TRUE(Near3(Transform().CreateRotationX(kPi / 2).Apply(CVector3<double>(0, 1, 0)),
-                      CVector3<double>(0, 0, 1), 1e-15));
-    EXPECT_TRUE(Near3(Transform().CreateRotationY(kPi / 2).Apply(CVector3<double>(0, 0, 1)),
-                      CVector3<double>(1, 0, 0), 1e-15));
+    EXPECT_TRUE(Near3(Transform().CreateRotationZ(kPi / 2).Apply(Vec(1, 0, 0)), Vec(0, 1, 0), 1e-15));
+    EXPECT_TRUE(Near3(Transform().CreateRotationX(kPi / 2).Apply(Vec(0, 1, 0)), Vec(0, 0, 1), 1e-15));
+    EXPECT_TRUE(Near3(Transform().CreateRotationY(kPi / 2).Apply(Vec(0, 0, 1)), Vec(1, 0, 0), 1e-15));
     // An unnormalised axis turns the same way, even one whose squared length
     // is subnormal; a zero axis, or one whose squared length underflows to 0,
     // gives the identity.
-    EXPECT_TRUE(NearTransform(Transform().CreateRotation(CVector3<double>(0, 0, 1e-160), 0.3),
+    EXPECT_TRUE(NearTransform(Transform().CreateRotation(Vec(0, 0, 1e-160), 0.3),
                               Transform().CreateRotationZ(0.3), 1e-15));
-    EXPECT_EQ(Transform().CreateRotation(CVector3<double>(0, 0, 0), 1.0), Transform());
-    EXPECT_EQ(Transform().CreateRotation(CVector3<double>(0, 0, 1e-200), 1.0), Transform());
+    EXPECT_EQ(Transform().CreateRotation(Vec(0, 0, 0), 1.0), Transform());
+    EXPECT_EQ(Transform().CreateRotation(Vec(0, 0, 1e-200), 1.0), Transform());
 
     // About an axis through a centre: the centre stays, other points turn about it.
-    CPoint3<double> const centre(1, 2, 3);
-    Transform const about = Transform().CreateRotation(CVector3<double>(0, 0, 2), kPi / 2, centre);
+    Pt const centre(1, 2, 3);
+    Transform const about = Transform().CreateRotation(Vec(0, 0, 2), kPi / 2, centre);
     EXPECT_TRUE(Near3(about.Apply(centre), centre, 1e-15));
-    EXPECT_TRUE(Near3(about.Apply(CPoint3<double>(2, 2, 7)), CPoint3<double>(1, 3, 7), 1e-15));
+    EXPECT_TRUE(Near3(about.Apply(Pt(2, 2, 7)), Pt(1, 3, 7), 1e-15));
     // Rotations keep lengths and have determinant +1.
     std::mt19937_64 rng(7);
     for (int trial = 0; trial < 20; ++trial) {
@@ -194,9 +192,9 @@ TEST(Transform4, EulerConstructorsMatchAxisProductsAndExtractionInvertsThem) {
             EXPECT_TRUE(NearTransform(zyx, rz.GetPostTransformed(ry).GetPostTransformed(rx), 1e-15));
         }
         xyz.ExtractEulerAngles_XYZ(&x, &y, &z);
-        EXPECT_TRUE(Near3(CVector3<double>(x, y, z), CVector3<double>(ax, ay, az), 1e-12));
+        EXPECT_TRUE(Near3(Vec(x, y, z), Vec(ax, ay, az), 1e-12));
         zyx.ExtractEulerAngles_ZYX(&x, &y, &z);
-        EXPECT_TRUE(Near3(CVector3<double>(x, y, z), CVector3<double>(ax, ay, az), 1e-12));
+        EXPECT_TRUE(Near3(Vec(x, y, z), Vec(ax, ay, az), 1e-12));
         // The two orders are different rotations: extracting in the wrong order fails.
         if (trial == 0) {
             xyz.ExtractEulerAngles_ZYX(&x, &y, &z);
@@ -238,96 +236,93 @@ TEST(Transform4, EulerExtractionAtGimbalLockPutsTheTurnInTheFirstRotation) {
 
 TEST(Transform4, TwoDirectionRotationCarriesFromOntoTo) {
     std::mt19937_64 rng(4242);
-    auto check = [](CVector3<double> const& from, CVector3<double> const& to, double tolerance) {
+    auto check = [](Vec const& from, Vec const& to, double tolerance) {
         Transform const r = Transform().CreateRotation(from, to);
         EXPECT_TRUE(Near3(r.Apply(from.GetNormalised()), to.GetNormalised(), tolerance));
         EXPECT_TRUE(r.IsRigid(1e-14));
-        EXPECT_EQ(r.GetTranslation(), CVector3<double>());
+        EXPECT_EQ(r.GetTranslation(), Vec());
     };
     for (int trial = 0; trial < 200; ++trial) {
-        CVector3<double> const from = RandomUnit(rng) * Uniform(rng, 0.01, 100), to = RandomUnit(rng) * 3.0;
+        Vec const from = RandomUnit(rng) * Uniform(rng, 0.01, 100), to = RandomUnit(rng) * 3.0;
         check(from, to, 1e-14);
         // The smallest rotation: its axis from x to stays fixed.
-        CVector3<double> const axis = from.Cross(to);
+        Vec const axis = from.Cross(to);
         if (axis.Mag() > 1e-3) {
             Transform const r = Transform().CreateRotation(from, to);
             EXPECT_TRUE(Near3(r.Apply(axis), axis, 1e-12 * axis.Mag()));
         }
         // Nearly opposite and exactly opposite directions.
-        CVector3<double> const u = RandomUnit(rng);
+        Vec const u = RandomUnit(rng);
         check(u, -u, 1e-15);
         check(u, -u + RandomVector(rng, 1e-13), 1e-14);
         check(u, -u + RandomVector(rng, 1e-7), 1e-14);
         check(u, u + RandomVector(rng, 1e-13), 1e-14);
     }
     // Opposite axis directions: a half turn about the documented axis.
-    Transform const half = Transform().CreateRotation(CVector3<double>(1, 0, 0), CVector3<double>(-1, 0, 0));
-    EXPECT_TRUE(Near3(half.Apply(CVector3<double>(0, 1, 0)), CVector3<double>(0, -1, 0), 1e-15));
-    EXPECT_TRUE(Near3(half.Apply(CVector3<double>(0, 0, 1)), CVector3<double>(0, 0, 1), 1e-15));
+    Transform const half = Transform().CreateRotation(Vec(1, 0, 0), Vec(-1, 0, 0));
+    EXPECT_TRUE(Near3(half.Apply(Vec(0, 1, 0)), Vec(0, -1, 0), 1e-15));
+    EXPECT_TRUE(Near3(half.Apply(Vec(0, 0, 1)), Vec(0, 0, 1), 1e-15));
     // A zero direction gives the identity.
-    EXPECT_EQ(Transform().CreateRotation(CVector3<double>(), CVector3<double>(1, 0, 0)), Transform());
+    EXPECT_EQ(Transform().CreateRotation(Vec(), Vec(1, 0, 0)), Transform());
     // With a centre, the centre stays fixed.
-    CPoint3<double> const centre(3, -4, 5);
-    Transform const about =
-        Transform().CreateRotation(CVector3<double>(0, 0, 1), CVector3<double>(1, 0, 0), centre);
+    Pt const centre(3, -4, 5);
+    Transform const about = Transform().CreateRotation(Vec(0, 0, 1), Vec(1, 0, 0), centre);
     EXPECT_TRUE(Near3(about.Apply(centre), centre, 1e-14));
-    EXPECT_TRUE(
-        Near3(about.Apply(centre + CVector3<double>(0, 0, 2)), centre + CVector3<double>(2, 0, 0), 1e-14));
+    EXPECT_TRUE(Near3(about.Apply(centre + Vec(0, 0, 2)), centre + Vec(2, 0, 0), 1e-14));
 }
 
 TEST(Transform4, ReflectionsAreInvolutionsWithDeterminantMinusOne) {
     std::mt19937_64 rng(17);
     for (int trial = 0; trial < 100; ++trial) {
-        CVector3<double> const normal = RandomUnit(rng) * Uniform(rng, 0.1, 10);
-        CPoint3<double> const onPlane = RandomPoint(rng);
+        Vec const normal = RandomUnit(rng) * Uniform(rng, 0.1, 10);
+        Pt const onPlane = RandomPoint(rng);
         Transform const mirror = Transform().CreateReflection(normal, onPlane);
         EXPECT_NEAR(mirror.GetLinearDeterminant(), -1.0, 1e-14);
         EXPECT_TRUE(NearTransform(mirror.GetPostTransformed(mirror), Transform(), 1e-13));
         EXPECT_TRUE(Near3(mirror.Apply(onPlane), onPlane, 1e-13));
         // A point at distance d in front lands at distance d behind.
-        CVector3<double> const n = normal.GetNormalised();
-        CPoint3<double> const front = onPlane + n * 2.5 + n.Cross(RandomUnit(rng));
-        CPoint3<double> const image = mirror.Apply(front);
+        Vec const n = normal.GetNormalised();
+        Pt const front = onPlane + n * 2.5 + n.Cross(RandomUnit(rng));
+        Pt const image = mirror.Apply(front);
         EXPECT_NEAR((image - onPlane).Dot(n), -2.5, 1e-12);
         EXPECT_TRUE(Near3(Midpoint(front, image), front - n * 2.5, 1e-12));
     }
-    CPoint3<double> const p(1, 2, 3);
-    EXPECT_EQ(Transform().CreateReflectionY().Apply(p), CPoint3<double>(1, -2, 3));
-    EXPECT_EQ(Transform().CreateReflection(CVector3<double>()), Transform());
+    Pt const p(1, 2, 3);
+    EXPECT_EQ(Transform().CreateReflectionY().Apply(p), Pt(1, -2, 3));
+    EXPECT_EQ(Transform().CreateReflection(Vec()), Transform());
 }
 
 TEST(Transform4, PCSTransformCarriesTheFrameOntoTheGlobalAxes) {
-    CPoint3<double> const origin(10, 20, 30);
-    CVector3<double> const primary(0, 0, -3), secondary(1, 1, 5);  // secondary not perpendicular
+    Pt const origin(10, 20, 30);
+    Vec const primary(0, 0, -3), secondary(1, 1, 5);  // secondary not perpendicular
     Transform const pcs = Transform().CreatePCSTransform(origin, primary, secondary);
     EXPECT_TRUE(pcs.IsRigid(1e-14));
-    EXPECT_TRUE(Near3(pcs.Apply(origin), CPoint3<double>(), 1e-13));
-    EXPECT_TRUE(Near3(pcs.Apply(primary), CVector3<double>(0, 0, 3), 1e-14));
-    CVector3<double> const s = pcs.Apply(secondary);
+    EXPECT_TRUE(Near3(pcs.Apply(origin), Pt(), 1e-13));
+    EXPECT_TRUE(Near3(pcs.Apply(primary), Vec(0, 0, 3), 1e-14));
+    Vec const s = pcs.Apply(secondary);
     EXPECT_NEAR(s.y, 0.0, 1e-14);
     EXPECT_GT(s.x, 0.0);
     // A global point becomes its frame coordinates: X = (1, 1, 0)/sqrt 2, Z = -Z, Y = Z x X.
-    CPoint3<double> const local =
-        pcs.Apply(origin + CVector3<double>(1, 1, 0) * 2.0 + CVector3<double>(0, 0, -1));
-    EXPECT_TRUE(Near3(local, CPoint3<double>(2 * std::sqrt(2.0), 0, 1), 1e-13));
+    Pt const local = pcs.Apply(origin + Vec(1, 1, 0) * 2.0 + Vec(0, 0, -1));
+    EXPECT_TRUE(Near3(local, Pt(2 * std::sqrt(2.0), 0, 1), 1e-13));
 
-    Transform const single = Transform().CreatePCSTransform(origin, CVector3<double>(1, 0, 0));
-    EXPECT_TRUE(Near3(single.Apply(origin + CVector3<double>(4, 0, 0)), CPoint3<double>(0, 0, 4), 1e-14));
+    Transform const single = Transform().CreatePCSTransform(origin, Vec(1, 0, 0));
+    EXPECT_TRUE(Near3(single.Apply(origin + Vec(4, 0, 0)), Pt(0, 0, 4), 1e-14));
 }
 
 TEST(Transform4, AlignmentCarriesOneFrameOntoAnother) {
     std::mt19937_64 rng(555);
     for (int trial = 0; trial < 50; ++trial) {
-        CPoint3<double> const o1 = RandomPoint(rng), o2 = RandomPoint(rng);
-        CVector3<double> const p1 = RandomUnit(rng), s1 = RandomUnit(rng), p2 = RandomUnit(rng) * 4.0,
-                               s2 = RandomUnit(rng);
+        Pt const o1 = RandomPoint(rng), o2 = RandomPoint(rng);
+        Vec const p1 = RandomUnit(rng), s1 = RandomUnit(rng), p2 = RandomUnit(rng) * 4.0,
+                  s2 = RandomUnit(rng);
         Transform const a = Transform().CreateAlignmentTransform(o1, p1, s1, o2, p2, s2);
         EXPECT_TRUE(a.IsRigid(1e-12));
         EXPECT_TRUE(Near3(a.Apply(o1), o2, 1e-12));
         EXPECT_TRUE(Near3(a.Apply(p1), p2.GetNormalised(), 1e-12));
         // The secondary lands in the plane of (p2, s2), on the side of s2.
-        CVector3<double> const s = a.Apply(s1);
-        CVector3<double> const planeNormal = p2.Cross(s2).GetNormalised();
+        Vec const s = a.Apply(s1);
+        Vec const planeNormal = p2.Cross(s2).GetNormalised();
         EXPECT_NEAR(s.Dot(planeNormal), 0.0, 1e-12);
         EXPECT_GT(s.Dot(s2 - p2.GetNormalised() * s2.Dot(p2.GetNormalised())), 0.0);
 
@@ -338,17 +333,16 @@ TEST(Transform4, AlignmentCarriesOneFrameOntoAnother) {
 }
 
 TEST(Transform4, FramesRejectZeroAndParallelDirections) {
-    CPoint3<double> const o;
-    CVector3<double> const z(0, 0, 1), zero;
+    Pt const o;
+    Vec const z(0, 0, 1), zero;
     ExpectQELException([&] { Transform().CreatePCSTransform(o, zero, z); }, QEL_INVALID_PARAMETER, "primary");
     ExpectQELException([&] { Transform().CreatePCSTransform(o, z, z * -2.0); }, QEL_INVALID_PARAMETER,
                        "secondary");
     ExpectQELException([&] { Transform().CreatePCSTransform(o, zero); }, QEL_INVALID_PARAMETER, "primary");
-    ExpectQELException(
-        [&] { Transform().CreateAlignmentTransform(o, z, z, o, z, CVector3<double>(1, 0, 0)); },
-        QEL_INVALID_PARAMETER, "fromSecondary");
+    ExpectQELException([&] { Transform().CreateAlignmentTransform(o, z, z, o, z, Vec(1, 0, 0)); },
+                       QEL_INVALID_PARAMETER, "fromSecondary");
     ExpectQELException([&] { Transform().CreateAlignmentTransform(o, z, o, zero); }, QEL_INVALID_PARAMETER,
                        "toDirection");
-    ExpectQELException([&] { Transform().CreatePCSTransform(CPoint3<double>(std::nan(""), 0, 0), z, z); },
+    ExpectQELException([&] { Transform().CreatePCSTransform(Pt(std::nan(""), 0, 0), z, z); },
                        QEL_PARAMETER_OUT_OF_RANGE, "origin");
 }
