@@ -221,9 +221,7 @@ TEST(CTriangulationTriangle, ComputeNormal_MarksMissingCornersAndWarnsOnRepeated
     mesh.CheckSpace(3, 1);
     CTriangulation_Triangle& t = mesh.get_Tris(0);
     CVector3<double> const undefined = t.ComputeNormal();
-    EXPECT_EQ(undefined.x, kUndefinedValue);
-    EXPECT_EQ(undefined.y, kUndefinedValue);
-    EXPECT_EQ(undefined.z, kUndefinedValue);
+    EXPECT_EQ(undefined, CVector3<double>(kUndefinedValue, kUndefinedValue, kUndefinedValue));
     EXPECT_TRUE(t.HasNullEdge());
 
     QEL::Test::SChannelLog warnings(CQEL_Output_Events::EChannel::Warning);
