@@ -11,8 +11,6 @@
 using namespace ElementsTest;
 using QEL::Core::QEL_INVALID_PARAMETER;
 using QEL::Core::QEL_PARAMETER_OUT_OF_RANGE;
-using Vec = CVector3<double>;
-using Pt = CPoint3<double>;
 
 namespace {
 

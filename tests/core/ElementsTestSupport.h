@@ -40,6 +40,8 @@ using QEL::Elements::CPoint3;
 using QEL::Elements::CTransform4;
 using QEL::Elements::CVector3;
 using Transform = CTransform4<double>;
+using Vec = CVector3<double>;
+using Pt = CPoint3<double>;
 
 inline constexpr double kPi = std::numbers::pi;
 
