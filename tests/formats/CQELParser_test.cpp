@@ -103,10 +103,15 @@ CQEL_Stream StreamOf(std::vector<unsigned char> const& bytes) {
     return stream;
 }
 
+// The n 32-bit words from byte at on.
+using SWords = std::vector<std::uint32_t>;
+SWords Words(std::vector<unsigned char> const& bytes, std::size_t at, std::size_t n) {
+    SWords words(n);
+    std::memcpy(words.data(), bytes.data() + at, 4 * n);
+    return words;
+}
 std::uint32_t U32(std::vector<unsigned char> const& bytes, std::size_t at) {
-    std::uint32_t value;
-    std::memcpy(&value, bytes.data() + at, 4);
-    return value;
+    return Words(bytes, at, 1)[0];
 }
 void SetU32(std::vector<unsigned char>& bytes, std::size_t at, std::uint32_t value) {
     std::memcpy(bytes.data() + at, &value, 4);
@@ -170,9 +175,7 @@ TEST_F(QELParserTest, Export_EmptyContainerIsAHeaderWithNoBlocksAndIndexAt804) {
     auto const bytes = ExportBytes(parser, {});
     ASSERT_EQ(bytes.size(), 804u);
     EXPECT_EQ(std::memcmp(bytes.data(), "SessionQEL\0\0\0\0\0\0", 16), 0);
-    EXPECT_EQ(U32(bytes, 16), 1u);  // version
-    EXPECT_EQ(U32(bytes, 20), 0u);  // N
-    EXPECT_EQ(U32(bytes, 24), 804u);
+    EXPECT_EQ(Words(bytes, 16, 3), (SWords{1, 0, 804}));  // version, N, where the index starts
     EXPECT_TRUE(std::all_of(bytes.begin() + 28, bytes.end(), [](unsigned char c) { return c == 0; }));
 
     CQEL_Stream stream = StreamOf(bytes);
@@ -186,8 +189,7 @@ TEST_F(QELParserTest, Export_WritesIndexBlockFieldsAndChunkedRecord) {
     auto const bytes = ExportBytes(parser, {&blob});
     std::size_t const record = 8 + 4 + 100;
     ASSERT_EQ(bytes.size(), 804 + record + 804);
-    EXPECT_EQ(U32(bytes, 20), 1u);
-    EXPECT_EQ(U32(bytes, 24), 804 + record);
+    EXPECT_EQ(Words(bytes, 20, 2), (SWords{1, std::uint32_t(804 + record)}));
 
     // The record: tag padded with spaces, count, bytes.
     EXPECT_EQ(std::memcmp(bytes.data() + 804, "BYTES   ", 8), 0);
@@ -196,16 +198,12 @@ TEST_F(QELParserTest, Export_WritesIndexBlockFieldsAndChunkedRecord) {
 
     std::size_t const b = 804 + record;
     EXPECT_EQ(Text(bytes, b), kBlobId);
-    EXPECT_EQ(U32(bytes, b + 256), 7u);
-    EXPECT_EQ(U32(bytes, b + 260), 0u);  // owner
-    EXPECT_EQ(U32(bytes, b + 264), 804u);
-    EXPECT_EQ(U32(bytes, b + 268), record);
-    EXPECT_EQ(std::int32_t(U32(bytes, b + 272)), -3);
+    // Field 1, owner, where the record starts, its size, field 2.
+    EXPECT_EQ(Words(bytes, b + 256, 5), (SWords{7, 0, 804, std::uint32_t(record), std::uint32_t(-3)}));
     EXPECT_EQ(Text(bytes, b + 276), "class QEL::Test::CTestBlob");
     EXPECT_EQ(Text(bytes, b + 532), "QEL_TestBlob");
     sMD5CheckSumValue const md5 = CQEL_MD5::Compute(bytes.data() + 804, record);
-    for (int w = 0; w < 4; ++w)
-        EXPECT_EQ(U32(bytes, b + 788 + 4 * std::size_t(w)), md5.value[w]);
+    EXPECT_EQ(Words(bytes, b + 788, 4), SWords(md5.value, md5.value + 4));
 }
 
 TEST_F(QELParserTest, Export_CutsLongNamesTo255BytesAndAZero) {
@@ -289,8 +287,7 @@ TEST_F(QELParserTest, Enciphered_HidesDataAndAddsNonceAndTagPerRecord) {
     ASSERT_EQ(bytes.size(), 804 + record + 28 + 804);
     std::size_t const b = bytes.size() - 804;
     EXPECT_EQ(U32(bytes, b + 268), record + 28);
-    EXPECT_EQ(U32(bytes, 292), 1u);  // cipher scheme
-    EXPECT_EQ(U32(bytes, 296), std::uint32_t(CQELParser::kMinIterations));
+    EXPECT_EQ(Words(bytes, 292, 2), (SWords{1, std::uint32_t(CQELParser::kMinIterations)}));  // cipher scheme
     // No run of the plain bytes, nor the key, survives anywhere in the file.
     std::string const file(bytes.begin(), bytes.end());
     EXPECT_EQ(file.find(std::string(16, 'A')), std::string::npos);
