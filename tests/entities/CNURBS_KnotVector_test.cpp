@@ -6,7 +6,9 @@
 
 #include <cmath>
 #include <functional>
+#include <initializer_list>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "PointSetTestUtil.h"
@@ -137,22 +139,16 @@ TEST(CNURBS_KnotVector, Checks_NullPointersDerivativeOrderAndOrderBound) {
 
 TEST(CNURBS_KnotVector, MultiplicityAndInfilledParameters) {
     CNURBS_KnotVector const kv = MakeKnots(3, {0, 0, 0, 1, 2, 3, 4, 4, 5, 5, 5});
-    EXPECT_EQ(kv.ComputeMultiplicity(0.0), 3);
-    EXPECT_EQ(kv.ComputeMultiplicity(4.0), 2);
-    EXPECT_EQ(kv.ComputeMultiplicity(2.0), 1);
-    EXPECT_EQ(kv.ComputeMultiplicity(2.5), 0);
-    EXPECT_EQ(kv.ComputeMultiplicity(5.0), 3);
+    for (auto const& [u, m] :
+         std::initializer_list<std::pair<double, int>>{{0, 3}, {4, 2}, {2, 1}, {2.5, 0}, {5, 3}})
+        EXPECT_EQ(kv.ComputeMultiplicity(u), m) << u;
     ExpectQelError([&] { kv.ComputeMultiplicity(5.5); }, QEL_PARAMETER_OUT_OF_RANGE, "parameter_value");
     CQEL_Array<double> values;
     kv.ComputeInfilledParams(0, &values);  // the distinct knots of the range, end included
-    ASSERT_EQ(values.Count(), 6);
-    for (int i = 0; i < 6; ++i)
-        EXPECT_EQ(values[i], double(i));
+    EXPECT_EQ(std::vector<double>(values.begin(), values.end()), (std::vector<double>{0, 1, 2, 3, 4, 5}));
     kv.ComputeInfilledParams(1, &values);
-    ASSERT_EQ(values.Count(), 11);
-    EXPECT_EQ(values[1], 0.5);
-    EXPECT_EQ(values[9], 4.5);
-    EXPECT_EQ(values[10], 5.0);
+    EXPECT_EQ(std::vector<double>(values.begin(), values.end()),
+              (std::vector<double>{0, 0.5, 1, 1.5, 2, 2.5, 3, 3.5, 4, 4.5, 5}));
     ExpectQelError([&] { kv.ComputeInfilledParams(0, nullptr); }, QEL_NULL_PARAMETER, "pValues");
     ExpectQelError([&] { kv.ComputeInfilledParams(-1, &values); }, QEL_PARAMETER_OUT_OF_RANGE,
                    "pts_per_knot_span");
