@@ -72,11 +72,8 @@ TEST(CNURBS_KnotVector, SpanSearch_EndsRepeatedKnotsAndRange) {
     EXPECT_EQ(kv.FindKnotSpan(1.0), 3);  // interior knot: the span that starts there
     EXPECT_EQ(kv.FindKnotSpan(4.0), 7);  // repeated knot: after the last copy
     EXPECT_EQ(kv.FindKnotSpan(3.999), 5);
-    ExpectQelError([&] { kv.FindKnotSpan(std::nextafter(5.0, 6.0)); }, QEL_PARAMETER_OUT_OF_RANGE,
-                   "parameter_value");
-    ExpectQelError([&] { kv.FindKnotSpan(std::nextafter(0.0, -1.0)); }, QEL_PARAMETER_OUT_OF_RANGE,
-                   "parameter_value");
-    ExpectQelError([&] { kv.FindKnotSpan(std::nan("")); }, QEL_PARAMETER_OUT_OF_RANGE, "parameter_value");
+    for (double outside : {std::nextafter(5.0, 6.0), std::nextafter(0.0, -1.0), std::nan("")})
+        ExpectQelError([&] { kv.FindKnotSpan(outside); }, QEL_PARAMETER_OUT_OF_RANGE, "parameter_value");
     // A start knot repeated beyond the order, an end span of zero length, no span at all.
     EXPECT_EQ(MakeKnots(3, {0, 0, 0, 0, 1, 1, 1, 1}).FindKnotSpan(0.0), 3);
     EXPECT_EQ(MakeKnots(3, {0, 0, 0, 1, 1, 1, 1}).FindKnotSpan(1.0), 2);
