@@ -86,6 +86,7 @@
 #include "core/QEL_Elements_Common.h"
 #include "core/QEL_LinearAlgebra.h"
 #include "core/QEL_VectorNormal.h"
+#include "formats/CObjOffParser.h"
 #include "formats/CPlyParser.h"
 #include "formats/CPointSetParser.h"
 #include "formats/CQELParser.h"

@@ -8,6 +8,7 @@
 
 #include "entities/CPointSet.h"
 #include "entities/CPointSet_Section.h"
+#include "formats/CObjOffParser.h"
 #include "formats/CPlyParser.h"
 #include "formats/QEL_TextNumbers.h"
 #include "core/CQEL_Operation.h"
@@ -34,6 +35,18 @@ bool WritePLY(CQEL_String const& path, CPointSet const& source, bool append,
     });
 }
 
+// OBJ and OFF files hold one list of vertices: they cannot take more after it.
+template <bool (*Write)(CQEL_String const&, CPointSet const&)>
+bool WriteWhole(CQEL_String const& path, CPointSet const& source, bool append,
+                SPointFileOptions const& options) {
+    static CQEL_Operation const op("QEL::Core::CObjOffParser::WritePoints");
+    return op.Run([&] {
+        op.Check(!append, QEL_PARAMETER_OUT_OF_RANGE, "append", "OBJ and OFF files cannot be appended to");
+        op.CheckRange(options.significantDigits, 1, 17, "significantDigits");
+        return Write(path, source);
+    });
+}
+
 }  // namespace
 
 SPointFormat const* GetPointFormats(int& count) {
@@ -47,6 +60,10 @@ SPointFormat const* GetPointFormats(int& count) {
          &CPointSetParser::WriteCUTFile},
         {".ply", "PLY, ASCII or binary (written binary), vertices with their attributes",
          &CPlyParser::ReadPointSet, &WritePLY},
+        {".obj", "Wavefront OBJ, vertices (and normals) as points", &CObjOffParser::ReadOBJPoints,
+         &WriteWhole<&CObjOffParser::WriteOBJPoints>},
+        {".off", "OFF, vertices as points", &CObjOffParser::ReadOFFPoints,
+         &WriteWhole<&CObjOffParser::WriteOFFPoints>},
     };
     count = int(std::size(formats));
     return formats;

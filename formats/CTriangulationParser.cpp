@@ -17,6 +17,7 @@
 #include "entities/CTriangulation.h"
 #include "formats/CMappedInput.h"
 #include "formats/COutputFile.h"
+#include "formats/CObjOffParser.h"
 #include "formats/CPlyParser.h"
 #include "formats/CProgressText.h"
 #include "formats/CTriangleTextScanner.h"
@@ -178,6 +179,20 @@ bool CTriangulationParser::ReadPLYFile(CQEL_String const& path, CTriangulation* 
     return true;
 }
 
+bool CTriangulationParser::ReadOBJFile(CQEL_String const& path, CTriangulation* pTris) {
+    SAssemblyReport report;
+    if (!CObjOffParser::ReadOBJ(path, pTris, m_options, &report)) return false;
+    m_lastReport = report;
+    return true;
+}
+
+bool CTriangulationParser::ReadOFFFile(CQEL_String const& path, CTriangulation* pTris) {
+    SAssemblyReport report;
+    if (!CObjOffParser::ReadOFF(path, pTris, m_options, &report)) return false;
+    m_lastReport = report;
+    return true;
+}
+
 bool CTriangulationParser::WritePLYFile(CQEL_String const& path, CTriangulation const& tris) {
     return CPlyParser::WriteTriangulation(path, tris);
 }
@@ -224,6 +239,19 @@ bool WritePLY(CTriangulationParser& parser, CQEL_String const& path, CTriangulat
     return parser.WritePLYFile(path, source);
 }
 
+bool ReadOBJ(CTriangulationParser& parser, CQEL_String const& path, CTriangulation* target) {
+    return parser.ReadOBJFile(path, target);
+}
+bool WriteOBJ(CTriangulationParser&, CQEL_String const& path, CTriangulation const& source) {
+    return CObjOffParser::WriteOBJ(path, source);
+}
+bool ReadOFF(CTriangulationParser& parser, CQEL_String const& path, CTriangulation* target) {
+    return parser.ReadOFFFile(path, target);
+}
+bool WriteOFF(CTriangulationParser&, CQEL_String const& path, CTriangulation const& source) {
+    return CObjOffParser::WriteOFF(path, source);
+}
+
 }  // namespace
 
 STriangleFormat const* GetTriangleFormats(int& count) {
@@ -232,6 +260,8 @@ STriangleFormat const* GetTriangleFormats(int& count) {
         {".tri", "binary vertices and indexed triangles", &ReadTRI, &WriteTRI},
         {".raw", "text, nine corner coordinates per triangle", &ReadRAW, &WriteRAW},
         {".ply", "PLY, ASCII or binary (written binary), polygons as fans", &ReadPLY, &WritePLY},
+        {".obj", "Wavefront OBJ, polygons as fans", &ReadOBJ, &WriteOBJ},
+        {".off", "OFF, polygons as fans", &ReadOFF, &WriteOFF},
     };
     count = int(std::size(formats));
     return formats;

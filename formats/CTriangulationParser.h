@@ -62,6 +62,9 @@ class QEL_API CTriangulationParser {
     // PLY (formats/CPlyParser.h): polygons as fans, written binary.
     bool ReadPLYFile(CQEL_String const& path, CTriangulation* pTris);
     bool WritePLYFile(CQEL_String const& path, CTriangulation const& tris);
+    // OBJ and OFF (formats/CObjOffParser.h), with the assembly options and report.
+    bool ReadOBJFile(CQEL_String const& path, CTriangulation* pTris);
+    bool ReadOFFFile(CQEL_String const& path, CTriangulation* pTris);
 
     // How the readers assemble (tolerance); announce is kept.
     void SetAssemblyOptions(SAssemblyOptions const& options) { m_options = options; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Fuzzes one triangle-format reader, chosen by QEL_FUZZ_EXTENSION (".stl",
-// ".tri", ".raw" or ".ply"): the input becomes a file, read into a triangulation,
+// ".tri", ".raw", ".ply", ".obj" or ".off"): the input becomes a file, read into a triangulation,
 // whose pairs are then walked (a pairing that breaks its invariants aborts).
 #include <unistd.h>
 
@@ -39,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
                     std::abort();
             }
     });
-    // Formats that also hold point sets (".ply") are read as one too.
+    // Formats that also hold point sets (".ply", ".obj", ".off") are read as one too.
     static SPointFormat const* const points = FindPointFormat(CQEL_String::FromASCII(path.c_str()));
     if (points)
         QEL::Fuzz::ExpectOnlyQELExceptions([&] {

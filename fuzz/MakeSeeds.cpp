@@ -170,6 +170,20 @@ void WriteCurveRecords(std::filesystem::path const& folder, std::filesystem::pat
     parser.Export(CQEL_String::FromASCII((qelFolder / "curve.qel").c_str()), list, CQEL_String());
 }
 
+// OBJ and OFF: the mesh as written, and hand-written quads, negative indices and comments.
+void WriteObjOffSeeds(std::filesystem::path const& root) {
+    CTriangulation const mesh = MakeMesh();
+    for (char const* folder : {"obj", "off"})
+        std::filesystem::create_directories(root / folder);
+    CObjOffParser::WriteOBJ(CQEL_String::FromASCII((root / "obj" / "mesh.obj").c_str()), mesh);
+    CObjOffParser::WriteOFF(CQEL_String::FromASCII((root / "off" / "mesh.off").c_str()), mesh);
+    std::ofstream(root / "obj" / "quads.obj", std::ios::binary)
+        << "# quads\no q\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvn 0 0 1\ng top\nusemtl m\n"
+           "f 1/1/1 2/1/1 3//1 4\nf -1 -2 -4\n";
+    std::ofstream(root / "off" / "quad.off", std::ios::binary)
+        << "OFF 4 1 0\n# corners\n0 0 0\n1 0 0\n1 1 0\n0 1 0\n4 0 1 2 3 255 0 0\n";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -186,6 +200,7 @@ int main(int argc, char** argv) {
         }
         WriteTriangleSeeds(root);
         WritePlySeeds(root);
+        WriteObjOffSeeds(root);
         WriteMeshRecords(root / "qel_mesh");
         WriteCurveRecords(root / "qel_curve", root / "qel");
     } catch (std::exception const& e) {

@@ -158,7 +158,7 @@ TEST(AtomicFile, WritesThatFailHalfWayLeaveTheOldFileAndNoTemporary) {
     SPointFormat const* formats = GetPointFormats(count);
     for (int i = 0; i < count; ++i)
         for (bool const append : {false, true})
-            if (!append || formats[i].extension != std::string(".ply"))  // PLY refuses append
+            if (!append || i < 4)  // the exchange formats refuse append
                 all.emplace_back(
                     std::string(formats[i].extension) + (append ? " appended" : ""), [&, i, append] {
                         EXPECT_EQ(ReasonOf([&] { formats[i].write(target, points, append, {}); }),

@@ -123,9 +123,10 @@ void ShowMesh(CTriangulation const& mesh, std::string const& title, SMeshes cons
 
 bool IsMeshFile(std::string const& path) {
     if (!FindTriangleFormat(File(path))) return false;
-    // A format for both (".ply") holds a mesh when the file has faces.
+    // A format for both (".ply", ".obj", ".off") holds a mesh when the file has faces.
     if (!FindPointFormat(File(path))) return true;
-    return Extension(path) == ".ply" && CPlyParser::HoldsFaces(File(path));
+    return Extension(path) == ".ply" ? CPlyParser::HoldsFaces(File(path))
+                                     : CObjOffParser::HoldsFaces(File(path));
 }
 
 bool ConvertMeshes(std::string const& in, std::string const& out, std::string const& key) {
@@ -139,12 +140,12 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
         if (meshOut)
             throw std::runtime_error(in + " holds points, and a point set cannot become a mesh file (" +
                                      Extension(out) +
-                                     "): convert it to .qel, .asc, .dat, .bin, .cut or .ply");
+                                     "): convert it to .qel, .asc, .dat, .bin, .cut, .ply, .obj or .off");
         return false;
     }
     if (meshIn && !meshOut && !containerOut)
         throw std::runtime_error(in + " holds a mesh, which cannot become a point file (" + Extension(out) +
-                                 "): convert it to .stl, .tri, .raw, .ply or .qel");
+                                 "): convert it to .stl, .tri, .raw, .ply, .obj, .off or .qel");
     if (!key.empty() && !containerIn && !containerOut)
         throw std::runtime_error("--key applies to .qel containers only");
 
@@ -153,13 +154,14 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
         if (meshOut && !FindPointFormat(File(out)))
             throw std::runtime_error(in +
                                      " holds no triangulation, only point sets: convert them to .qel, .asc, "
-                                     ".dat, .bin, .cut or .ply");
+                                     ".dat, .bin, .cut, .ply, .obj or .off");
         return false;  // point sets only: the point sets' conversion
     }
     if (containerIn && !meshOut && !containerOut) {
         if (read.pointSets == 0)
             throw std::runtime_error(in + " holds triangulations only, which cannot become a point file (" +
-                                     Extension(out) + "): convert them to .stl, .tri, .raw, .ply or .qel");
+                                     Extension(out) +
+                                     "): convert them to .stl, .tri, .raw, .ply, .obj, .off or .qel");
         std::fprintf(stderr, "warning: the %zu triangulation%s of %s are not written to %s\n",
                      read.meshes.size(), read.meshes.size() == 1 ? "" : "s", in.c_str(), out.c_str());
         return false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Meshes for the tool's subcommands: reading and writing triangulations by
-// file name (".stl", ".tri", ".raw", ".ply" with faces and ".qel" containers), their summary,
+// file name (".stl", ".tri", ".raw", ".ply", ".obj", ".off" with faces and ".qel" containers), their summary,
 // and the refusals when a mesh is asked to become a point file or back.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace QEL::Tool {
 
-// True for ".stl", ".tri" and ".raw" paths (any case), and ".ply" files with faces.
+// True for ".stl", ".tri" and ".raw" paths (any case), and ".ply", ".obj", ".off" files with faces.
 bool IsMeshFile(std::string const& path);
 
 // `qel convert` for meshes: handles the request and returns true when either
