@@ -83,6 +83,10 @@ class CVector3 {
     }
     // Exactly the zero vector.
     constexpr bool IsZero() const { return x == T(0) && y == T(0) && z == T(0); }
+    // No component is infinite or NaN.
+    bool IsFinite() const {
+        return std::isfinite(double(x)) && std::isfinite(double(y)) && std::isfinite(double(z));
+    }
 
     // Scales this vector to unit length and returns its former length. A zero
     // vector (length exactly 0) is left as it is and 0 is returned: callers that

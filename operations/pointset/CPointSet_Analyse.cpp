@@ -4,21 +4,20 @@
 #include <Eigen/Dense>
 
 #include "core/CQEL_Operation.h"
-#include "operations/pointset/PointSetMath.h"
 
 namespace QEL::Core {
 
-using Detail::V3;
+using V3 = CVector3<double>;
 
 SFarthestPoint CPointSet_Analyse::ComputeFarthestPointAlongDirection(
     CVector3<double> const& direction) const {
     static CQEL_Operation const op("QEL::Core::CPointSet_Analyse::ComputeFarthestPointAlongDirection");
     return op.Run([&] {
         V3 const d(direction);
-        op.Check(Detail::Length(d) >= 1e-12 && Detail::IsFinite(d), QEL_INVALID_PARAMETER, "direction",
+        op.Check(d.Mag() >= 1e-12 && d.IsFinite(), QEL_INVALID_PARAMETER, "direction",
                  "Vectors must not have zero magnitude.");
         op.Check(m_set.GetNumPts() > 0, QEL_INVALID_POINTSET, "", "Point set cannot be empty.");
-        V3 const unit = Detail::Unit(d);
+        V3 const unit = d.GetNormalised();
         SFarthestPoint best;
         int global = 0;
         for (int s = 0; s < m_set.GetNumSec(); ++s) {

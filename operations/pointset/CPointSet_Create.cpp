@@ -9,18 +9,33 @@
 #include <vector>
 
 #include "core/CQEL_Operation.h"
+#include "core/CTransform4.h"
 #include "operations/pointset/CPointSet_Analyse.h"
 #include "operations/pointset/CPointSet_Merge.h"
 #include "operations/pointset/CPointSet_Modify.h"
 #include "operations/pointset/CProfileIntersection.h"
-#include "operations/pointset/PointSetMath.h"
 
 namespace QEL::Core {
 
-using Detail::SFrame;
-using Detail::V3;
+using V3 = CVector3<double>;
 
 namespace {
+
+using Frame = CTransform4<double>;
+
+// The frame at origin whose z axis is direction (non-zero): the core's from-to
+// rotation that turns z onto direction, then the move to origin. Local
+// coordinates go to world with Map.
+Frame AlongZ(V3 const& origin, V3 const& direction) {
+    Frame frame;
+    frame.CreateRotation(V3(0.0, 0.0, 1.0), direction);
+    frame.SetTranslation(origin);
+    return frame;
+}
+
+V3 Map(Frame const& frame, double x, double y, double z) {
+    return V3(frame.Apply(CPoint3<double>(x, y, z)));
+}
 
 double const kPi = std::atan(1.0) * 4.0;
 double const kMaxPoints = 2147483647.0;
@@ -41,7 +56,7 @@ void CheckBudget(CQEL_Operation const& op, double points, char const* param,
 
 void CheckDirection(CQEL_Operation const& op, V3 const& v, char const* param,
                     std::source_location where = std::source_location::current()) {
-    op.Check(Detail::IsFinite(v) && Detail::Length(v) > 0.0, QEL_INVALID_PARAMETER, param,
+    op.Check(v.IsFinite() && v.Mag() > 0.0, QEL_INVALID_PARAMETER, param,
              "Vectors must not have zero magnitude.", where);
 }
 
@@ -62,7 +77,7 @@ void AppendSection(CPointSet& target, int count, PointAt point) {
 // The angles j dphi advance by a rotation (two products per point) and are
 // taken afresh from sin and cos every 32 points, which keeps the rounding of
 // the recurrence far below 1e-12 of the radius.
-void AppendRing(CPointSet& target, SFrame const& frame, double r, double z, int count) {
+void AppendRing(CPointSet& target, Frame const& frame, double r, double z, int count) {
     double const dphi = 2.0 * kPi / count;
     double const cd = std::cos(dphi), sd = std::sin(dphi);
     double c = 1.0, s = 0.0;
@@ -75,12 +90,12 @@ void AppendRing(CPointSet& target, SFrame const& frame, double r, double z, int 
             s = s * cd + c * sd;
             c = next;
         }
-        return frame.Map(r * c, r * s, z);
+        return Map(frame, r * c, r * s, z);
     });
 }
 
 // The disc of Circle in frame at height z.
-void AppendDisc(CPointSet& target, SFrame const& frame, double z, double spacing, double radius) {
+void AppendDisc(CPointSet& target, Frame const& frame, double z, double spacing, double radius) {
     int const n = int(std::ceil(radius / spacing));
     for (int i = 0; i <= n; ++i) {
         double const ri = i * radius / n;
@@ -106,18 +121,18 @@ void Profiles(CQEL_Operation const& op, CPointSet& target, CPointSet const& sour
               V3 const& second, double spacing) {
     CheckDirection(op, direction, "direction");
     CheckDirection(op, second, "secondVector");
-    V3 const d = Detail::Unit(direction);
-    V3 const across = second - d * Detail::Dot(second, d);
-    op.Check(Detail::Length(across) > 1e-12 * Detail::Length(second), QEL_INVALID_PARAMETER, "secondVector",
+    V3 const d = direction.GetNormalised();
+    V3 const across = second - d * Dot(second, d);
+    op.Check(across.Mag() > 1e-12 * second.Mag(), QEL_INVALID_PARAMETER, "secondVector",
              "Vectors must not be parallel.");
     op.Check(source.GetNumPts() > 0, QEL_INVALID_POINTSET, "source", "Point set cannot be empty.");
-    V3 const e = Detail::Unit(across);
+    V3 const e = across.GetNormalised();
 
-    SFarthestPoint const farthest = CPointSet_Analyse(source).ComputeFarthestPointAlongDirection(d.V());
+    SFarthestPoint const farthest = CPointSet_Analyse(source).ComputeFarthestPointAlongDirection(d);
     double nearest = farthest.distance;
     for (int s = 0; s < source.GetNumSec(); ++s)
         for (auto const& p : source.get_Sec(s).GetPtsArray())
-            nearest = std::min(nearest, Detail::Dot(V3(p), d));
+            nearest = std::min(nearest, Dot(V3(p), d));
     double const planes = std::floor((farthest.distance - nearest) / spacing) + 1.0;
     op.CheckRange(planes, 1.0, 1000000.0, "num_profiles");
 
@@ -127,11 +142,11 @@ void Profiles(CQEL_Operation const& op, CPointSet& target, CPointSet const& sour
     std::vector<std::pair<double, int>> order;
     for (int k = 0; k < int(planes); ++k) {
         hits.CheckSpace(0);
-        CProfileIntersection const plane((top - d * (k * spacing)).P(), d.V());
+        CProfileIntersection const plane(CPoint3<double>(top - d * (k * spacing)), d);
         if (plane.Intersect(source, hits) == 0) continue;
         order.clear();
         for (int i = 0; i < hits.Count(); ++i)
-            order.emplace_back(Detail::Dot(V3(hits[i].point), e), i);
+            order.emplace_back(Dot(V3(hits[i].point), e), i);
         std::stable_sort(order.begin(), order.end(),
                          [](auto const& a, auto const& b) { return a.first < b.first; });
         CheckBudget(op, double(target.GetNumPts()) + hits.Count(), "spacing");
@@ -149,10 +164,10 @@ void GridOffset(CQEL_Operation const& op, CPointSet& target, CPointSet const& so
     V3 const axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
     std::optional<CPointSet> copy;
     Profiles(op, target, Detached(source, target, copy), axes[(axis + 1) % 3], axes[(axis + 2) % 3], spacing);
-    SFrame shift;
-    shift.origin = axes[axis] * (sign * offset);
+    Frame shift;
+    shift.CreateTranslation(axes[axis] * (sign * offset));
     for (int s = 0; s < target.GetNumSec(); ++s)
-        target.get_Sec(s).Transform(CEntityTransform(shift.ToTransform()));
+        target.get_Sec(s).Transform(CEntityTransform(shift));
 }
 
 }  // namespace
@@ -170,8 +185,8 @@ void CPointSet_Create::Sphere(CPoint3<double> const& centre, double spacing, dou
         double const dtheta = kPi / n;
         m_target.Reset();
         m_target.m_sections.PreAllocate(n + 1);
-        SFrame frame;
-        frame.origin = V3(centre);
+        Frame frame;
+        frame.CreateTranslation(V3(centre));
         for (int i = 0; i <= n; ++i) {
             double const theta = i * dtheta;
             double const rr = radius * std::sin(theta);
@@ -190,7 +205,7 @@ void CPointSet_Create::Circle(CPoint3<double> const& centre, CVector3<double> co
         CheckBudget(op, DiscPoints(spacing, radius), "spacing");
         m_target.Reset();
         m_target.m_sections.PreAllocate(int(std::ceil(radius / spacing)) + 1);
-        AppendDisc(m_target, SFrame::AlongZ(V3(centre), V3(normal)), 0.0, spacing, radius);
+        AppendDisc(m_target, AlongZ(V3(centre), V3(normal)), 0.0, spacing, radius);
     });
 }
 
@@ -201,14 +216,14 @@ void CPointSet_Create::Cylinder(CPoint3<double> const& start, CPoint3<double> co
         op.CheckRange(spacing, 1e-6, radius / 2.0, "spacing");
         op.CheckRange(radius, 2.0 * spacing, 1e9, "radius");
         V3 const axis = V3(end) - V3(start);
-        double const height = Detail::Length(axis);
+        double const height = axis.Mag();
         op.CheckRange(height, spacing, 1e9, "height");
         double const circles = std::ceil(height / spacing);
         op.CheckRange(circles, 2.0, 1000000000.0, "num_circles");
         CheckBudget(op, 2.0 * DiscPoints(spacing, radius) + circles * RingCount(radius, spacing), "spacing");
         int const n = int(circles);
         double const dz = height / n;
-        SFrame const frame = SFrame::AlongZ(V3(start), axis);
+        Frame const frame = AlongZ(V3(start), axis);
 
         // First disc, then the wall and the second disc, each built apart and merged in.
         m_target.Reset();
@@ -231,14 +246,14 @@ void CPointSet_Create::Cone(CPoint3<double> const& baseCentre, CPoint3<double> c
         op.CheckRange(spacing, 1e-6, radius / 2.0, "spacing");
         op.CheckRange(radius, 2.0 * spacing, 1e9, "radius");
         V3 const axis = V3(apex) - V3(baseCentre);
-        double const height = Detail::Length(axis);
+        double const height = axis.Mag();
         op.CheckRange(height, spacing, 1e9, "height");
         double const rings = std::ceil(height / spacing);
         op.CheckRange(rings, 2.0, 1000000000.0, "num_circles");
         CheckBudget(op, DiscPoints(spacing, radius) + rings * (RingCount(radius, spacing) + 1.0), "spacing");
         int const n = int(rings);
         double const dz = height / n;
-        SFrame const frame = SFrame::AlongZ(V3(baseCentre), axis);
+        Frame const frame = AlongZ(V3(baseCentre), axis);
 
         m_target.Reset();
         for (int i = 0; i < n; ++i) {
@@ -262,7 +277,7 @@ void CPointSet_Create::Torus(CPoint3<double> const& centre, CVector3<double> con
         int const tube = RingCount(minorRadius, spacing);
         int const copies = RingCount(majorRadius, spacing);
         CheckBudget(op, double(tube) * copies, "spacing");
-        SFrame const frame = SFrame::AlongZ(V3(centre), V3(axis));
+        Frame const frame = AlongZ(V3(centre), V3(axis));
 
         // The tube circle in the xz plane at the major radius, then copies
         // turned about the axis, each appended as a new section after the last.
@@ -278,7 +293,7 @@ void CPointSet_Create::Torus(CPoint3<double> const& centre, CVector3<double> con
             double const c = std::cos(phi), s = std::sin(phi);
             AppendSection(m_target, tube, [&](int j) {
                 V3 const& p = circle[j];
-                return frame.Map(p.x * c - p.y * s, p.x * s + p.y * c, p.z);
+                return Map(frame, p.x * c - p.y * s, p.x * s + p.y * c, p.z);
             });
         }
     });
@@ -334,17 +349,17 @@ void CPointSet_Create::PitchCircleDiameter(CPoint3<double> const& centre, CVecto
         op.CheckRange(radius, 0.0, 1e9, "radius");
         op.CheckRange(numPts, 2, 1000000000, "num_pts");
         V3 const a(axis), r(refDir);
-        op.CheckRange(Detail::Length(a), 1e-6, 1e9, "axis.Mag()");
-        op.CheckRange(Detail::Length(r), 1e-6, 1e9, "refDir.Mag()");
-        V3 const k = Detail::Unit(a);
-        double const cosine = Detail::Dot(k, Detail::Unit(r));
+        op.CheckRange(a.Mag(), 1e-6, 1e9, "axis.Mag()");
+        op.CheckRange(r.Mag(), 1e-6, 1e9, "refDir.Mag()");
+        V3 const k = a.GetNormalised();
+        double const cosine = Dot(k, r.GetNormalised());
         op.Check(cosine >= -0.99 && cosine <= 0.99, QEL_INVALID_PARAMETER, "refDir",
                  "PCD axis and reference are parallel");
         op.CheckRange(angle, -2.0 * kPi, 2.0 * kPi, "angle");
         double const step = angle == 0.0 ? 2.0 * kPi / numPts : angle;
         // The first point in the reference direction, the others turned about the axis.
-        V3 const u = Detail::Unit(r - k * Detail::Dot(r, k));
-        V3 const v = Detail::Cross(k, u);
+        V3 const u = (r - k * Dot(r, k)).GetNormalised();
+        V3 const v = Cross(k, u);
         V3 const c(centre);
         m_target.Reset();
         AppendSection(m_target, numPts, [&](int j) {
@@ -360,29 +375,28 @@ void CPointSet_Create::Arc(CPoint3<double> const& first, CPoint3<double> const& 
     op.Run([&] {
         V3 p1(first), p2(middle), p3(last);
         V3 const n(normal);
-        if (Detail::IsFinite(n) && Detail::Length(n) > 0.0) {
+        if (n.IsFinite() && n.Mag() > 0.0) {
             // Onto the plane through the first point with the given normal.
-            V3 const unit = Detail::Unit(n);
-            p2 = p2 - unit * Detail::Dot(p2 - p1, unit);
-            p3 = p3 - unit * Detail::Dot(p3 - p1, unit);
+            V3 const unit = n.GetNormalised();
+            p2 = p2 - unit * Dot(p2 - p1, unit);
+            p3 = p3 - unit * Dot(p3 - p1, unit);
         }
         // Circumcentre of the triangle p1 p2 p3.
         V3 const a = p1 - p3, b = p2 - p3;
-        V3 const axb = Detail::Cross(a, b);
-        double const cross = Detail::Length(axb);
-        op.Check(cross > 1e-12 * Detail::Length(a) * Detail::Length(b) && cross > 0.0, QEL_INVALID_PARAMETER,
-                 "points", "Arc points are collinear");
-        V3 const centre = p3 + Detail::Cross(b * Detail::Dot(a, a) - a * Detail::Dot(b, b), axb) *
-                                   (1.0 / (2.0 * cross * cross));
-        double const radius = Detail::Length(p1 - centre);
+        V3 const axb = Cross(a, b);
+        double const cross = axb.Mag();
+        op.Check(cross > 1e-12 * a.Mag() * b.Mag() && cross > 0.0, QEL_INVALID_PARAMETER, "points",
+                 "Arc points are collinear");
+        V3 const centre = p3 + Cross(b * Dot(a, a) - a * Dot(b, b), axb) * (1.0 / (2.0 * cross * cross));
+        double const radius = (p1 - centre).Mag();
         // Turning from p1 through p2 to p3 is counter-clockwise about this axis.
-        V3 const axis = Detail::Unit(Detail::Cross(p2 - p1, p3 - p2));
-        V3 const u = Detail::Unit(p1 - centre);
+        V3 const axis = (Cross(p2 - p1, p3 - p2)).GetNormalised();
+        V3 const u = (p1 - centre).GetNormalised();
         V3 const w = p3 - centre;
-        double sweep = std::atan2(Detail::Dot(Detail::Cross(u, w), axis), Detail::Dot(u, w));
+        double sweep = std::atan2(Dot(Cross(u, w), axis), Dot(u, w));
         if (sweep <= 0.0) sweep += 2.0 * kPi;
         int const numPts = int(std::ceil(sweep / (kPi / 180.0))) + 1;
-        CPointSet_Create(m_target).PitchCircleDiameter(centre.P(), axis.V(), (p1 - centre).V(), radius,
+        CPointSet_Create(m_target).PitchCircleDiameter(CPoint3<double>(centre), axis, p1 - centre, radius,
                                                        numPts, sweep / (numPts - 1));
     });
 }
@@ -407,18 +421,18 @@ void CPointSet_Create::Sinusoid(CPoint3<double> const& origin, CVector3<double> 
     static CQEL_Operation const op("QEL::Core::CPointSet_Create::Sinusoid");
     op.Run([&] {
         V3 const dir(direction), disp(displacement);
-        op.CheckRange(Detail::Length(dir), 1e-6, 1e9, "direction.Mag()");
-        op.CheckRange(Detail::Length(disp), 1e-6, 1e9, "displacement.Mag()");
-        V3 const d = Detail::Unit(dir);
-        V3 const across = Detail::Cross(d, Detail::Cross(disp, d));  // disp without its part along d
-        op.Check(Detail::Length(across) > 1e-12 * Detail::Length(disp), QEL_INVALID_PARAMETER, "displacement",
+        op.CheckRange(dir.Mag(), 1e-6, 1e9, "direction.Mag()");
+        op.CheckRange(disp.Mag(), 1e-6, 1e9, "displacement.Mag()");
+        V3 const d = dir.GetNormalised();
+        V3 const across = Cross(d, Cross(disp, d));  // disp without its part along d
+        op.Check(across.Mag() > 1e-12 * disp.Mag(), QEL_INVALID_PARAMETER, "displacement",
                  "Vectors must not be parallel.");
         op.CheckRange(length, 1e-6, 1e9, "length");
         op.CheckRange(amplitude, -1e9, 1e9, "amplitude");
         op.CheckRange(numSteps, 1, 1000000000, "num_steps");
         op.CheckRange(angularSpan, -1e9, 1e9, "angular_span");
         op.CheckRange(phase, -1e9, 1e9, "phase");
-        V3 const e = Detail::Unit(across);
+        V3 const e = across.GetNormalised();
         V3 const o(origin);
         m_target.Reset();
         AppendSection(m_target, numSteps + 1, [&](int i) {
@@ -439,8 +453,8 @@ void CPointSet_Create::InterpolatedGrid(CPoint3<double> const& origin, CVector3<
         V3 const p(primary), s(secondary);
         CheckDirection(op, p, "primary");
         CheckDirection(op, s, "secondary");
-        op.Check(Detail::Length(Detail::Cross(p, s)) > 1e-12 * Detail::Length(p) * Detail::Length(s),
-                 QEL_INVALID_PARAMETER, "secondary", "Vectors must not be parallel.");
+        op.Check((Cross(p, s)).Mag() > 1e-12 * p.Mag() * s.Mag(), QEL_INVALID_PARAMETER, "secondary",
+                 "Vectors must not be parallel.");
         CheckBudget(op, double(numPrimary) * numSecondary, "num_pts_primary_axis");
         V3 const o(origin);
         m_target.Reset();
@@ -473,7 +487,7 @@ void CPointSet_Create::GridFromFourPoints(CPoint3<double> const& p1, CPoint3<dou
                 double a, b;
             } sorted[4];
             for (int i = 0; i < 4; ++i)
-                sorted[i] = {q[i], Detail::Dot(q[i] - c, e0), Detail::Dot(q[i] - c, e1)};
+                sorted[i] = {q[i], Dot(q[i] - c, e0), Dot(q[i] - c, e1)};
             std::sort(sorted, sorted + 4, [](SCorner const& x, SCorner const& y) {
                 return std::atan2(x.b, x.a) < std::atan2(y.b, y.a);
             });
@@ -630,8 +644,8 @@ void CPointSet_Create::ProfileOffset(CPointSet const& source, CPlane3d const& pl
             if (offset != 0.0) {
                 V3 const tangent =
                     V3(hits[std::min(i + 1, n - 1)].point) - V3(hits[std::max(i - 1, 0)].point);
-                V3 const across = Detail::Cross(normal, tangent);
-                if (Detail::Length(across) > 0.0) side = Detail::Unit(across);
+                V3 const across = Cross(normal, tangent);
+                if (across.Mag() > 0.0) side = across.GetNormalised();
             }
             moved[i] = p + side * offset;
         }

@@ -2,20 +2,19 @@
 #include "operations/pointset/CProfileIntersection.h"
 
 #include "core/CQEL_Operation.h"
-#include "operations/pointset/PointSetMath.h"
 
 namespace QEL::Core {
 
-using Detail::V3;
+using V3 = CVector3<double>;
 
 CProfileIntersection::CProfileIntersection(CPoint3<double> const& planePoint,
                                            CVector3<double> const& planeNormal) {
     static CQEL_Operation const op("QEL::Core::CProfileIntersection::CProfileIntersection");
     op.Run([&] {
         V3 const n(planeNormal);
-        op.Check(Detail::Length(n) >= 1e-12 && Detail::IsFinite(n), QEL_INVALID_PARAMETER, "planeNormal",
+        op.Check(n.Mag() >= 1e-12 && n.IsFinite(), QEL_INVALID_PARAMETER, "planeNormal",
                  "Vectors must not have zero magnitude.");
-        V3 const unit = Detail::Unit(n);
+        V3 const unit = n.GetNormalised();
         m_point[0] = planePoint.x;
         m_point[1] = planePoint.y;
         m_point[2] = planePoint.z;

@@ -88,20 +88,24 @@ TEST(CPointSet_Create, AnalyticShapes_PointsLieOnTheirSurfacesWithDocumentedLayo
     CPointSet_Create create(set);
     struct SCase {
         double spacing, radius;
+        CVector3<double> normal;  // -z takes the from-to rotation's half-turn branch
     };
-    for (SCase const c : {SCase{1.0, 2.0}, SCase{0.3, 2.5}, SCase{0.05, 1.0}}) {
+    for (SCase const c :
+         {SCase{1.0, 2.0, V(1, -2, 0.5)}, SCase{0.3, 2.5, V(0, 0, -3)}, SCase{0.05, 1.0, V(1, -2, 0.5)}}) {
         SCOPED_TRACE(c.radius / c.spacing);
         CPoint3<double> const centre = P(1.5, -2, 0.25);
         create.Sphere(centre, c.spacing, c.radius);
         EXPECT_LT(MaxOver(set, [&](auto const& p) { return std::fabs(Dist(p, centre) - c.radius); }), 1e-9);
         EXPECT_EQ(set.GetNumSec(), int(std::ceil(kPi * c.radius / c.spacing)) + 1);
 
-        CVector3<double> const normal = V(1, -2, 0.5);
+        CVector3<double> const normal = c.normal;
         CVector3<double> const u = normal.GetNormalised();
         create.Circle(centre, normal, c.spacing, c.radius);
         EXPECT_EQ(SectionSizes(set), DiscSizes(c.spacing, c.radius));
         EXPECT_LT(MaxOver(set, [&](auto const& p) { return std::fabs((p - centre).Dot(u)); }), 1e-9);
         EXPECT_LE(MaxOver(set, [&](auto const& p) { return Dist(p, centre); }), c.radius + 1e-9);
+        for (auto const& p : set.get_Sec(set.GetNumSec() - 1).GetPtsArray())
+            EXPECT_NEAR(Dist(P(p.x, p.y, p.z), centre), c.radius, 1e-9);
 
         CPoint3<double> const end = centre + normal * 2.0;
         double const height = (normal * 2.0).Mag();
