@@ -80,7 +80,7 @@ test-install: build
 # in tests/fuzz/seeds (clang 16: clang 14 lacks std::source_location). A finding stops the run; its input is left
 # in the build folder to become a regression test.
 FUZZ_SECONDS ?= 20
-FUZZ_TARGETS = qel qel_key qel_mesh qel_curve asc dat bin cut stl stl_ascii tri raw ply obj off
+FUZZ_TARGETS = qel qel_key qel_mesh qel_curve asc dat bin cut xyz pts stl stl_ascii tri raw ply obj off
 test-fuzz: deps
 	CXX=clang++-16 $(CMAKE) -S . -B $(BUILD)/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQEL_BUILD_FUZZ=ON \
 	  -DQEL_BUILD_TESTS=OFF -DQEL_BUILD_TOOLS=OFF

@@ -91,6 +91,7 @@
 #include "formats/CPointSetParser.h"
 #include "formats/CQELParser.h"
 #include "formats/CTriangulationParser.h"
+#include "formats/CXyzPtsParser.h"
 #include "formats/IObjectCreator.h"
 #include "platform/CFaultTranslator.h"
 #include "core/CQEL_Stream.h"

@@ -10,6 +10,7 @@
 #include "entities/CPointSet_Section.h"
 #include "formats/CObjOffParser.h"
 #include "formats/CPlyParser.h"
+#include "formats/CXyzPtsParser.h"
 #include "formats/QEL_TextNumbers.h"
 #include "core/CQEL_Operation.h"
 
@@ -62,6 +63,12 @@ SPointFormat const* GetPointFormats(int& count) {
          &CPlyParser::ReadPointSet, &WritePLY},
         {".obj", "Wavefront OBJ, vertices (and normals) as points", &CObjOffParser::ReadOBJPoints,
          &WriteWhole<&CObjOffParser::WriteOBJPoints>},
+        {".xyz", "text, x y z with optional normals per line", &CXyzPtsParser::ReadXYZ,
+         &CXyzPtsParser::WriteXYZ},
+        {".txt", "text, x y z with optional normals per line", &CXyzPtsParser::ReadXYZ,
+         &CXyzPtsParser::WriteXYZ},
+        {".pts", "text, a count, then x y z with optional intensity and colour", &CXyzPtsParser::ReadPTS,
+         &CXyzPtsParser::WritePTS},
         {".off", "OFF, vertices as points", &CObjOffParser::ReadOFFPoints,
          &WriteWhole<&CObjOffParser::WriteOFFPoints>},
     };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Fuzzes one point-format reader, chosen by QEL_FUZZ_EXTENSION (".asc",
-// ".dat", ".bin" or ".cut"): the input becomes a file, read into a point set.
+// ".dat", ".bin", ".cut", ".xyz" or ".pts"): the input becomes a file, read into a point set.
 #include <unistd.h>
 
 #include <cstddef>

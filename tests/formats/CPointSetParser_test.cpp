@@ -280,12 +280,13 @@ TEST_F(PointFiles, UnopenableFilesGiveFalseAndBadArgumentsThrow) {
     CQEL_String const missing = Path("none/x.dat");
     int count = 0;
     SPointFormat const* formats = GetPointFormats(count);
-    ASSERT_EQ(count, 7);
+    ASSERT_EQ(count, 10);
     for (int i = 0; i < count; ++i) {
         SCOPED_TRACE(formats[i].extension);
         EXPECT_FALSE(formats[i].read(missing, &set));
         EXPECT_FALSE(formats[i].write(missing, set, false, {}));
-        if (i < 4) {  // the exchange formats refuse append (their own tests)
+        if (std::string(".ply.obj.off.pts").find(formats[i].extension) == std::string::npos) {
+            // (the formats with a count or element header refuse append: their own tests)
             EXPECT_FALSE(formats[i].write(missing, set, true, {}));
         }
         EXPECT_EQ(ReasonOf([&] { formats[i].read(Path("x"), nullptr); }), QEL_NULL_PARAMETER);

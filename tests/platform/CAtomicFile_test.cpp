@@ -158,7 +158,7 @@ TEST(AtomicFile, WritesThatFailHalfWayLeaveTheOldFileAndNoTemporary) {
     SPointFormat const* formats = GetPointFormats(count);
     for (int i = 0; i < count; ++i)
         for (bool const append : {false, true})
-            if (!append || i < 4)  // the exchange formats refuse append
+            if (!append || std::string(".ply.obj.off.pts").find(formats[i].extension) == std::string::npos)
                 all.emplace_back(
                     std::string(formats[i].extension) + (append ? " appended" : ""), [&, i, append] {
                         EXPECT_EQ(ReasonOf([&] { formats[i].write(target, points, append, {}); }),

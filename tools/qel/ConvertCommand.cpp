@@ -14,11 +14,11 @@ using namespace QEL::Core;
 namespace QEL::Tool {
 
 void AddConvertCommand(CLI::App& app) {
-    auto* convert = app.add_subcommand(
-        "convert",
-        "Convert point sets between .qel, .asc, .dat, .bin, .cut, .ply, .obj and .off, meshes "
-        "between .qel, .stl, .tri, .raw, .ply, .obj and .off "
-        "(by the files' extensions)");
+    auto* convert = app.add_subcommand("convert",
+                                       "Convert point sets between .qel, .asc, .dat, .bin, .cut, .xyz, .txt, "
+                                       ".pts, .ply, .obj and .off, meshes "
+                                       "between .qel, .stl, .tri, .raw, .ply, .obj and .off "
+                                       "(by the files' extensions)");
     static std::string in, out, key;
     static bool append = false;
     static int digits = 6;

@@ -128,8 +128,9 @@ class CShape {
     CShape(CLI::App& create, char const* name, char const* description) : m_name(name) {
         m_app = create.add_subcommand(name, description);
         m_app->callback([this] { Run(); });
-        m_app->add_option("-o,--output", m_output,
-                          "Also write the point set to this file (.qel .asc .dat .bin .cut .ply .obj .off)");
+        m_app->add_option(
+            "-o,--output", m_output,
+            "Also write the point set to this file (.qel .asc .dat .bin .cut .xyz .txt .pts .ply .obj .off)");
         m_app->add_option("--key", m_key, "Encipher a .qel output with this key");
     }
     CShape& Point(char const* name, char const* description, char const* fallback = nullptr) {

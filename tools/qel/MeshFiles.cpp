@@ -138,9 +138,9 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
     bool const containerIn = IsContainer(in), containerOut = IsContainer(out);
     if (!meshIn && !containerIn) {
         if (meshOut)
-            throw std::runtime_error(in + " holds points, and a point set cannot become a mesh file (" +
-                                     Extension(out) +
-                                     "): convert it to .qel, .asc, .dat, .bin, .cut, .ply, .obj or .off");
+            throw std::runtime_error(
+                in + " holds points, and a point set cannot become a mesh file (" + Extension(out) +
+                "): convert it to .qel, .asc, .dat, .bin, .cut, .xyz, .pts, .ply, .obj or .off");
         return false;
     }
     if (meshIn && !meshOut && !containerOut)
@@ -154,7 +154,7 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
         if (meshOut && !FindPointFormat(File(out)))
             throw std::runtime_error(in +
                                      " holds no triangulation, only point sets: convert them to .qel, .asc, "
-                                     ".dat, .bin, .cut, .ply, .obj or .off");
+                                     ".dat, .bin, .cut, .xyz, .pts, .ply, .obj or .off");
         return false;  // point sets only: the point sets' conversion
     }
     if (containerIn && !meshOut && !containerOut) {
