@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "core/CExportData.h"
 
+#include <cxxabi.h>
+
+#include <cstdlib>
 #include <cstring>
 
 #include "core/CQEL_Operation.h"
@@ -9,6 +12,14 @@ namespace QEL::Core {
 
 CExportData::CExportData() = default;
 CExportData::~CExportData() = default;
+
+void CExportData::SetClassName(std::type_info const& type) {
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> const name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
+    m_className =
+        CQEL_String::FromASCII("class ") + CQEL_String::FromASCII(status == 0 ? name.get() : type.name());
+}
 
 void CExportData::PutChunkHeader(char const* tag, std::int64_t bytes) {
     static CQEL_Operation const op("QEL::Core::CExportData::PutChunkHeader");

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <typeinfo>
 #include <vector>
 
 #include "core/CQEL_String.h"
@@ -38,6 +39,8 @@ class QEL_API CExportData {
     CQEL_String const& GetClassIdentifier() const { return m_classIdentifier; }
     // The entity's run-time class name ("class QEL::Core::CPointSet"); at most 255 bytes are stored.
     void SetClassName(CQEL_String const& name) { m_className = name; }
+    // The same name taken from the entity's run-time type (demangled, "class " in front).
+    void SetClassName(std::type_info const& type);
     CQEL_String const& GetClassName() const { return m_className; }
     // The record's type name ("QEL_PointSet"); at most 255 bytes are stored.
     void SetTypeName(CQEL_String const& name) { m_typeName = name; }
