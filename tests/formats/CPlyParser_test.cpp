@@ -22,6 +22,7 @@
 #include "formats/CTriangulationParser.h"
 #include "test_helpers/IndexedMeshFixtures.h"
 #include "test_helpers/PointSetFixtures.h"
+#include "test_helpers/FileFolderTest.h"
 #include "test_helpers/ReasonOf.h"
 #include "test_helpers/TriangulationInvariants.h"
 
@@ -31,36 +32,7 @@ using ::testing::HasSubstr;
 
 namespace {
 
-class PlyFiles : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() / ("qel_ply_test_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(m_dir);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-    }
-    void TearDown() override {
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-        std::filesystem::remove_all(m_dir);
-    }
-    static void Collect(CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-        static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-    }
-    CQEL_String Path(std::string const& name) const { return CQEL_String::FromASCII((m_dir / name).c_str()); }
-    void Write(std::string const& name, std::string const& bytes) const {
-        std::ofstream(m_dir / name, std::ios::binary) << bytes;
-    }
-    std::string Message(std::function<void()> const& call) {
-        try {
-            call();
-        } catch (CQEL_Exception const& e) {
-            return e.what();
-        }
-        return "";
-    }
-
-    std::filesystem::path m_dir;
-    std::vector<std::string> m_warnings;
-};
+using PlyFiles = QEL::Test::CFileFolderTest;
 
 // Big-endian bytes of value.
 template <class T>

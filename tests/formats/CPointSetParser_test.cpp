@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "test_helpers/FileFolderTest.h"
 #include "test_helpers/PointSetFixtures.h"
 #include "core/CQEL_Exception.h"
 #include "core/CQEL_Output_Events.h"
@@ -29,30 +30,7 @@ using ::testing::HasSubstr;
 
 namespace {
 
-class PointFiles : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() / ("qel_points_test_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(m_dir);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-
-    CQEL_String Path(char const* name) const { return CQEL_String::FromASCII((m_dir / name).c_str()); }
-    std::string Read(char const* name) const {
-        std::ifstream in(m_dir / name, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
-    void Write(char const* name, std::string const& text) const {
-        std::ofstream out(m_dir / name, std::ios::binary);
-        out << text;
-    }
-
-    std::filesystem::path m_dir;
-    SChannelLog m_textLog{CQEL_Output_Events::EChannel::Text},
-        m_warningLog{CQEL_Output_Events::EChannel::Warning};
-    std::vector<std::string>& m_texts = m_textLog.lines;
-    std::vector<std::string>& m_warnings = m_warningLog.lines;
-};
+using PointFiles = QEL::Test::CFileFolderTest;
 
 SPointFileOptions Exact() {
     SPointFileOptions options;

@@ -22,6 +22,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "entities/CTriangulation.h"
 #include "formats/CTriangulationParser.h"
+#include "test_helpers/FileFolderTest.h"
 #include "test_helpers/IndexedMeshFixtures.h"
 #include "test_helpers/ReasonOf.h"
 #include "test_helpers/TriangulationInvariants.h"
@@ -32,38 +33,11 @@ using ::testing::HasSubstr;
 
 namespace {
 
-class TriangleFiles : public ::testing::Test {
+class TriangleFiles : public QEL::Test::CFileFolderTest {
   protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() / ("qel_triangles_test_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(m_dir);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Text, Collect, &m_texts);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-    }
-    void TearDown() override {
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Text, Collect, &m_texts);
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-        std::filesystem::remove_all(m_dir);
-    }
-    static void Collect(CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-        static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-    }
-
-    CQEL_String Path(std::string const& name) const { return CQEL_String::FromASCII((m_dir / name).c_str()); }
-    std::string Read(std::string const& name) const {
-        std::ifstream in(m_dir / name, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
-    void Write(std::string const& name, std::string const& bytes) const {
-        std::ofstream(m_dir / name, std::ios::binary) << bytes;
-    }
-    int Count(std::vector<std::string> const& texts, std::string const& text) const {
+    static int Count(std::vector<std::string> const& texts, std::string const& text) {
         return int(std::count(texts.begin(), texts.end(), text));
     }
-
-    std::filesystem::path m_dir;
-    std::vector<std::string> m_texts;
-    std::vector<std::string> m_warnings;
 };
 
 template <class T>

@@ -15,6 +15,7 @@
 #include "core/CQEL_Output_Events.h"
 #include "entities/CPointSet.h"
 #include "formats/CXyzPtsParser.h"
+#include "test_helpers/FileFolderTest.h"
 #include "test_helpers/ReasonOf.h"
 
 using namespace QEL::Core;
@@ -22,28 +23,7 @@ using ::testing::HasSubstr;
 
 namespace {
 
-class XyzPtsFiles : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        m_dir = std::filesystem::temp_directory_path() / ("qel_xyzpts_test_" + std::to_string(::getpid()));
-        std::filesystem::create_directories(m_dir);
-        CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-    }
-    void TearDown() override {
-        CQEL_Output_Events::Detach(CQEL_Output_Events::EChannel::Warning, Collect, &m_warnings);
-        std::filesystem::remove_all(m_dir);
-    }
-    static void Collect(CQEL_Output_Events::EChannel, CQEL_String const& message, void* user) {
-        static_cast<std::vector<std::string>*>(user)->push_back(message.GetArray());
-    }
-    CQEL_String Path(std::string const& name) const { return CQEL_String::FromASCII((m_dir / name).c_str()); }
-    void Write(std::string const& name, std::string const& bytes) const {
-        std::ofstream(m_dir / name, std::ios::binary) << bytes;
-    }
-
-    std::filesystem::path m_dir;
-    std::vector<std::string> m_warnings;
-};
+using XyzPtsFiles = QEL::Test::CFileFolderTest;
 
 }  // namespace
 
