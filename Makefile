@@ -24,7 +24,8 @@ build: deps $(BUILD)/dev/CMakeCache.txt
 # A short tour: several shapes created and summarised, one refused request,
 # then a sphere saved to an enciphered container, read back and converted;
 # then a generated torus mesh through STL, .qel, .tri, .raw and back to STL,
-# summarised, and a refused request to make it a point file.
+# summarised, and a refused request to make it a point file; then a closed
+# cone made by `qel mesh`, written as PLY and summarised (closed, its volume).
 QEL_TOOL = $(BUILD)/dev/tools/qel/qel
 MESHGEN = $(BUILD)/dev/tools/meshgen/qel-meshgen
 RUN_DIR = $(BUILD)/run
@@ -46,6 +47,8 @@ run: build
 	$(QEL_TOOL) convert $(RUN_DIR)/torus.raw $(RUN_DIR)/torus-back.stl
 	$(QEL_TOOL) info $(RUN_DIR)/torus-back.stl
 	-$(QEL_TOOL) convert $(RUN_DIR)/torus.stl $(RUN_DIR)/torus.asc
+	$(QEL_TOOL) mesh cone --base-centre 0,0,0 --apex 0,0,5 --radius 2 --size 0.25 -o $(RUN_DIR)/cone.ply
+	$(QEL_TOOL) info $(RUN_DIR)/cone.ply
 
 test: deps format-check check-layers test-dev test-sanitize test-tsan test-install test-fuzz
 	@echo "All tests passed."

@@ -3,9 +3,6 @@
 // prints a summary of the point set it made. Option names follow the
 // library's parameter names (--spacing, --radius, --minor-radius, ...);
 // points and vectors are written x,y,z.
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -16,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "CommandOptions.h"
 #include "PointFiles.h"
 #include "QelCommands.h"
 #include "qel.h"
@@ -26,58 +24,6 @@ using QEL::Elements::CPoint3;
 using QEL::Elements::CVector3;
 
 namespace QEL::Tool {
-
-namespace {
-
-// --- parsing -----------------------------------------------------------------------------
-
-std::vector<std::string> Split(std::string const& text, char separator) {
-    std::vector<std::string> parts;
-    std::stringstream stream(text);
-    std::string part;
-    while (std::getline(stream, part, separator))
-        parts.push_back(part);
-    if (!text.empty() && text.back() == separator) parts.emplace_back();
-    return parts;
-}
-
-double ParseNumber(std::string const& text, std::string const& option) {
-    char* end = nullptr;
-    double const value = std::strtod(text.c_str(), &end);
-    while (end && *end == ' ')
-        ++end;
-    if (text.empty() || !end || *end != '\0' || !std::isfinite(value))
-        throw CLI::ValidationError(option, "'" + text + "' is not a finite number");
-    return value;
-}
-
-std::vector<double> ParseNumbers(std::string const& text, std::string const& option) {
-    std::vector<double> values;
-    for (std::string const& part : Split(text, ','))
-        values.push_back(ParseNumber(part, option));
-    return values;
-}
-
-CPoint3<double> ParsePoint(std::string const& text, std::string const& option) {
-    std::vector<double> const v = ParseNumbers(text, option);
-    if (v.size() != 3) throw CLI::ValidationError(option, "expects three numbers x,y,z, got '" + text + "'");
-    return CPoint3<double>(v[0], v[1], v[2]);
-}
-
-CVector3<double> ParseVector(std::string const& text, std::string const& option) {
-    CPoint3<double> const p = ParsePoint(text, option);
-    return CVector3<double>(p.x, p.y, p.z);
-}
-
-// "x,y,z;x,y,z;..." as points.
-CQEL_Array<CPoint3<double>> ParsePoints(std::string const& text, std::string const& option) {
-    CQEL_Array<CPoint3<double>> points;
-    for (std::string const& part : Split(text, ';'))
-        points.PushBack(ParsePoint(part, option));
-    return points;
-}
-
-}  // namespace
 
 void PrintPointSetSummary(char const* shape, CPointSet const& set) {
     auto point = [](CPoint3<double> const& p) {
@@ -94,33 +40,12 @@ void PrintPointSetSummary(char const* shape, CPointSet const& set) {
 
 namespace {
 
-// Big requests fail as a clean allocation error rather than drawing the
-// kernel's out-of-memory killer: address space is capped at 3/4 of the memory.
-void LimitMemory() {
-    long const pages = sysconf(_SC_PHYS_PAGES), pageSize = sysconf(_SC_PAGE_SIZE);
-    if (pages <= 0 || pageSize <= 0) return;
-    rlim_t const cap = rlim_t(pages) / 4 * 3 * rlim_t(pageSize);
-    rlimit limit{};
-    if (getrlimit(RLIMIT_AS, &limit) != 0) return;
-    if (limit.rlim_cur == RLIM_INFINITY || limit.rlim_cur > cap) {
-        limit.rlim_cur = cap;
-        setrlimit(RLIMIT_AS, &limit);
-    }
-}
-
 // --- the shapes ------------------------------------------------------------------------------
 
-// The options of one shape: strings for points and vectors (parsed when the
-// command runs, so that a bad value is reported with its option's name).
-struct SOptions {
-    std::map<std::string, std::string> text;
-    std::map<std::string, double> number;
-    std::map<std::string, int> count;
+// The options of one shape, a flag and the source point set of the profile shapes.
+struct SOptions : SShapeValues {
     bool flag = false;
     CPointSet const* source = nullptr;
-
-    CPoint3<double> Point(std::string const& name) const { return ParsePoint(text.at(name), "--" + name); }
-    CVector3<double> Vector(std::string const& name) const { return ParseVector(text.at(name), "--" + name); }
 };
 
 class CShape {
@@ -134,23 +59,15 @@ class CShape {
         m_app->add_option("--key", m_key, "Encipher a .qel output with this key");
     }
     CShape& Point(char const* name, char const* description, char const* fallback = nullptr) {
-        auto* option = m_app->add_option(std::string("--") + name, m_options.text[name], description);
-        if (fallback)
-            m_options.text[name] = fallback, option->capture_default_str();
-        else
-            option->required();
+        AddTextOption(*m_app, m_options, name, description, fallback);
         return *this;
     }
     CShape& Number(char const* name, char const* description, double const* fallback = nullptr) {
-        auto* option = m_app->add_option(std::string("--") + name, m_options.number[name], description);
-        if (fallback)
-            m_options.number[name] = *fallback, option->capture_default_str();
-        else
-            option->required();
+        AddNumberOption(*m_app, m_options, name, description, fallback);
         return *this;
     }
     CShape& Count(char const* name, char const* description) {
-        m_app->add_option(std::string("--") + name, m_options.count[name], description)->required();
+        AddCountOption(*m_app, m_options, name, description, nullptr);
         return *this;
     }
     CShape& Flag(char const* name, char const* description) {
@@ -215,9 +132,12 @@ class CShape {
 }  // namespace
 
 void AddCreateCommand(CLI::App& app) {
-    auto* create =
-        app.add_subcommand("create", "Create a point set or a curve from a shape and print its summary");
+    auto* create = app.add_subcommand(
+        "create", "Create a point set or a curve from a shape and print its summary (meshes: qel mesh)");
     create->require_subcommand(1);
+    create->footer(
+        "These shapes are point sets (sections of points). For triangle meshes of the same shapes\n"
+        "(closed sphere, cuboid, cylinder, cone, torus, disc, sweeps): `qel mesh <shape>`.");
     create->preparse_callback([](std::size_t) { LimitMemory(); });
     static std::vector<std::unique_ptr<CShape>> shapes;
     auto shape = [&](char const* name, char const* description) -> CShape& {

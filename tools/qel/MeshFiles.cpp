@@ -87,13 +87,16 @@ void WriteMeshFile(std::string const& path, CTriangulation const& mesh) {
     if (!format || !format->write(parser, File(path), mesh)) throw std::runtime_error("cannot write " + path);
 }
 
-void ShowMesh(CTriangulation const& mesh, std::string const& title, SMeshes const& read) {
+}  // namespace
+
+void PrintMeshSummary(std::string const& title, CTriangulation const& mesh,
+                      SAssemblyReport const* assembled) {
     STriangulationTopology const t = CTriangulation_Analyse_Topology(mesh).Summarise();
     std::printf("%s: %d vertices, %d triangles", title.c_str(), t.vertices, t.triangles);
     if (!mesh.GetName().IsEmpty()) std::printf(", name \"%s\"", mesh.GetName().GetArray());
     std::printf("\n");
-    if (read.assembled) {
-        SAssemblyReport const& r = read.report;
+    if (assembled) {
+        SAssemblyReport const& r = *assembled;
         std::printf(
             "  assembled: %lld corners of %lld triangles welded into %d vertices, %d degenerate triangle%s "
             "dropped, %d orientation conflict%s\n",
@@ -119,7 +122,30 @@ void ShowMesh(CTriangulation const& mesh, std::string const& title, SMeshes cons
                 t.triangles > 0 ? double(mesh.GetApproxSize()) / t.triangles : 0.0);
 }
 
-}  // namespace
+std::unique_ptr<CTriangulation> ReadMesh(std::string const& path, std::string const& key) {
+    if (!IsContainer(path) && !IsMeshFile(path))
+        throw std::runtime_error(path +
+                                 " is not a mesh file: give .stl, .tri, .raw, .ply, .obj, .off or .qel");
+    SMeshes read = IsContainer(path) ? ReadContainer(path, key) : ReadMeshFile(path);
+    for (auto& object : read.objects)
+        if (dynamic_cast<CTriangulation*>(object.get()))
+            return std::unique_ptr<CTriangulation>(static_cast<CTriangulation*>(object.release()));
+    throw std::runtime_error(path + " holds no triangulation");
+}
+
+void WriteMesh(std::string const& path, CTriangulation const& mesh, std::string const& key) {
+    if (IsContainer(path)) {
+        CQEL_Array<ISerialisable const*> objects;
+        objects.PushBack(&mesh, 1);
+        CQELParser().Export(File(path), objects, File(key));
+        return;
+    }
+    if (!key.empty()) throw std::runtime_error("--key applies to .qel containers only");
+    if (!FindTriangleFormat(File(path)))
+        throw std::runtime_error("cannot write a mesh to " + path +
+                                 ": give .stl, .tri, .raw, .ply, .obj, .off or .qel");
+    WriteMeshFile(path, mesh);
+}
 
 bool IsMeshFile(std::string const& path) {
     if (!FindTriangleFormat(File(path))) return false;
@@ -192,8 +218,8 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
 bool ShowMeshes(std::string const& path, std::string const& key) {
     SMeshes const read = IsContainer(path) ? ReadContainer(path, key) : ReadMeshFile(path);
     for (std::size_t i = 0; i < read.meshes.size(); ++i)
-        ShowMesh(*read.meshes[i],
-                 read.meshes.size() == 1 ? "triangulation" : "triangulation " + std::to_string(i), read);
+        PrintMeshSummary(read.meshes.size() == 1 ? "triangulation" : "triangulation " + std::to_string(i),
+                         *read.meshes[i], read.assembled ? &read.report : nullptr);
     return !read.meshes.empty();
 }
 

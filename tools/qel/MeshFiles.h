@@ -28,4 +28,19 @@ bool ConvertMeshes(std::string const& in, std::string const& out, std::string co
 // none.
 bool ShowMeshes(std::string const& path, std::string const& key);
 
+// The summary of ShowMeshes for one mesh, with what the assembler did when
+// it was read through it (assembled not null).
+void PrintMeshSummary(std::string const& title, QEL::Core::CTriangulation const& mesh,
+                      QEL::Core::SAssemblyReport const* assembled = nullptr);
+
+// The first triangulation of a mesh file or container. Throws
+// std::runtime_error when there is none or the file cannot be read.
+std::unique_ptr<QEL::Core::CTriangulation> ReadMesh(std::string const& path, std::string const& key);
+
+// Writes one mesh by the path's extension: any triangle format of the
+// library's table, or a ".qel" container (enciphered with key when it is not
+// empty). Throws std::runtime_error for another extension, a key for a plain
+// file, or a failed write.
+void WriteMesh(std::string const& path, QEL::Core::CTriangulation const& mesh, std::string const& key);
+
 }  // namespace QEL::Tool

@@ -13,6 +13,10 @@ namespace QEL::Tool {
 void AddAboutCommand(CLI::App& app);
 // `qel create <shape> [options]`: one point set creation and its summary.
 void AddCreateCommand(CLI::App& app);
+// `qel mesh <shape> [options]`: one triangulation construction (solids,
+// discs, sweeps, offsets; MeshCommand.h), its summary and its file. Returns
+// the command so that further shapes join it (MeshShape).
+CLI::App& AddMeshCommand(CLI::App& app);
 // `qel tour`: creates several shapes and prints their summaries.
 void AddTourCommand(CLI::App& app);
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // `qel tour`: a short walk through what the library can make, each shape
-// followed by its summary, and one refused request with the library's message.
+// followed by its summary (point sets, then a mesh), and one refused request with the library's message.
 #include <cmath>
 #include <cstdio>
 
+#include "MeshFiles.h"
 #include "QelCommands.h"
 #include "qel.h"
 
@@ -41,6 +42,10 @@ void AddTourCommand(CLI::App& app) {
         CPointSet_Create(sphere).Sphere(CPoint3<double>(0, 0, 0), 0.5, 5.0);
         create.ProfileIntersections(sphere, CVector3<double>(1, 0, 0), CVector3<double>(0, 1, 0), 1.0);
         PrintPointSetSummary("profile-intersections", set);
+        std::printf("\n$ qel mesh torus --major-radius 4 --minor-radius 1 --size 0.5\n");
+        CTriangulation mesh;
+        CTriangulation_Create(mesh).Torus(CPoint3<double>(0, 0, 0), CVector3<double>(0, 0, 1), 4.0, 1.0, 0.5);
+        PrintMeshSummary("torus", mesh);
         std::printf(
             "\n$ qel create sphere --spacing 1 --radius 1.5    (refused: radius below twice the spacing)\n");
         try {

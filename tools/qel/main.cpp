@@ -87,8 +87,12 @@ int main(int argc, char** argv) {
         "--debug", [] { CQEL_Output_Events::Attach(CQEL_Output_Events::EChannel::Debug, PrintOutput); },
         "Also show the library's debug output");
     app.require_subcommand(1);
+    app.footer(
+        "Shapes: `qel create <shape>` makes point sets (and curves), `qel mesh <shape>` triangle meshes;\n"
+        "`qel create --help` and `qel mesh --help` list them.");
     QEL::Tool::AddAboutCommand(app);
     QEL::Tool::AddCreateCommand(app);
+    QEL::Tool::AddMeshCommand(app);
     QEL::Tool::AddTourCommand(app);
     QEL::Tool::AddInfoCommand(app);
     QEL::Tool::AddConvertCommand(app);
