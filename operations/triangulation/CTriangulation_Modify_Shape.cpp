@@ -43,15 +43,21 @@ void SplitOnce(CTriangulation& mesh) {
 
     // Room and attributes: each child copies its parent (from the back, so
     // that no parent is overwritten before it is copied), each new vertex the
-    // first vertex of its edge.
+    // first vertex of its edge. With the default attributes only there is
+    // nothing to copy: the elements are written below, normals and centres
+    // are recomputed.
     mesh.CheckSpace(nPts + added, 4 * nTris);
-    CDataManager& triGroup = mesh.GetTriangleGroup();
-    for (int t = nTris - 1; t >= 0; --t)
-        for (int c = 3; c >= 0; --c)
-            if (4 * t + c != t) triGroup.CopyElement(4 * t + c, t);
-    CDataManager& ptsGroup = mesh.GetVertexGroup();
-    for (int h = 0; h < 3 * nTris; ++h)
-        if (pair[h] < 0 || pair[h] > h) ptsGroup.CopyElement(mid[h], corner[h]);
+    if (mesh.GetTrisMetaDataFlags() != CTrisData_Tris::Default) {
+        CDataManager& triGroup = mesh.GetTriangleGroup();
+        for (int t = nTris - 1; t >= 0; --t)
+            for (int c = 3; c >= 0; --c)
+                if (4 * t + c != t) triGroup.CopyElement(4 * t + c, t);
+    }
+    if (mesh.GetPtsMetaDataFlags() != CTrisData_Pts::Default) {
+        CDataManager& ptsGroup = mesh.GetVertexGroup();
+        for (int h = 0; h < 3 * nTris; ++h)
+            if (pair[h] < 0 || pair[h] > h) ptsGroup.CopyElement(mid[h], corner[h]);
+    }
 
     std::span<CTriangulation_Vertex> const pts = mesh.EditVertices();
     for (int h = 0; h < 3 * nTris; ++h) {
@@ -85,7 +91,7 @@ void SplitOnce(CTriangulation& mesh) {
         link(Child(t, 2, 0), Child(t, 3, 1));
         for (int k = 0; k < 3; ++k) {
             int const p = pair[3 * t + k];
-            if (p < 0) continue;
+            if (p < 3 * t + k) continue;  // unpaired, or linked from the other side
             link(FirstHalf(t, k), SecondHalf(p / 3, p % 3));
             link(SecondHalf(t, k), FirstHalf(p / 3, p % 3));
         }
