@@ -17,7 +17,8 @@
 // is divided by approx_tri_size, every count is a ceiling, so that no edge
 // is longer than about approx_tri_size. A size so small that the result would
 // exceed 715827882 triangles throws reason 14 ("approx_tri_size", or the
-// parameter that drives the count) before anything is allocated.
+// parameter that drives the count; "The triangulation would exceed 715827882
+// triangles") before anything is allocated.
 //
 // Memory: about 56 bytes per triangle and 48 per vertex, plus the default
 // triangle normals and centres (48 bytes per triangle).
@@ -58,7 +59,7 @@ class QEL_API CTriangulation_Create {
     // each split; then scaled by radius and moved to centre. 6 vertices and
     // 8 triangles without splits, 8 x 4^n triangles and 4^(n+1) + 2 vertices
     // after n. radius in [1e-6, 1e9] ("radius"); number_of_splits in
-    // [0, 1000000000] ("number_of_splits"), and at most 12 (the triangle
+    // [0, 1000000000] ("number_of_splits"), and at most 13 (the triangle
     // limit, reason 14 "number_of_splits").
     void Sphere(CPoint3<double> const& centre, double radius, int number_of_splits);
 
@@ -67,8 +68,8 @@ class QEL_API CTriangulation_Create {
     // number_of_splits times (flat: nothing is projected). Corners that agree
     // in x, y or z, or have a coordinate that is not finite, throw reason 14
     // ("cornerPt, oppositeCornerPt", "Points do not describe a volume.");
-    // number_of_splits in [0, 1000000000] ("number_of_splits") and within the
-    // triangle limit (reason 14, "number_of_splits").
+    // number_of_splits in [0, 1000000000] ("number_of_splits"), and at most 12
+    // (the triangle limit, reason 14 "number_of_splits").
     void Cuboid(CPoint3<double> const& cornerPt, CPoint3<double> const& oppositeCornerPt,
                 int number_of_splits);
 

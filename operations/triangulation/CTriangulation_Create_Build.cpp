@@ -16,7 +16,7 @@ void CheckTriangleBudget(CQEL_Operation const& op, double triangles, char const*
                          std::source_location where) {
     if (!(triangles <= double(Assembly::kMaxTriangles)))
         op.Throw(QEL_INVALID_PARAMETER, param,
-                 "Triangles too small for the size: the triangulation would exceed 715827882 triangles",
+                 "The triangulation would exceed 715827882 triangles",
                  where);
 }
 

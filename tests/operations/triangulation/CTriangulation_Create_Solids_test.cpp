@@ -147,7 +147,7 @@ TEST(CTriangulation_Create, RefusedArgumentsLeaveTheTargetAsItWas) {
         {"CTriangulation_Create::Sphere", [&] { create.Sphere(P(0, 0, 0), 1.0, -1); },
          "5 number_of_splits|Parameter out of range"},
         {"CTriangulation_Create::Sphere", [&] { create.Sphere(P(0, 0, 0), 1.0, 14); },
-         "14 number_of_splits|Triangles too small for the size: the triangulation would exceed 715827882 "
+         "14 number_of_splits|The triangulation would exceed 715827882 "
          "triangles"},
         {"CTriangulation_Create::Cuboid", [&] { create.Cuboid(P(0, 0, 0), P(1, 0, 1), 0); },
          "14 cornerPt, oppositeCornerPt|Points do not describe a volume."},
@@ -160,7 +160,7 @@ TEST(CTriangulation_Create, RefusedArgumentsLeaveTheTargetAsItWas) {
         {"CTriangulation_Create::Cylinder", [&] { create.Cylinder(P(0, 0, 0), P(0, 0, 0), 1.0, 0.1); },
          "5 height|Parameter out of range"},
         {"CTriangulation_Create::Cone", [&] { create.Cone(P(0, 0, 0), P(0, 0, 1), 1e9, 1e-6); },
-         "14 approx_tri_size|Triangles too small for the size: the triangulation would exceed 715827882 "
+         "14 approx_tri_size|The triangulation would exceed 715827882 "
          "triangles"},
         {"CTriangulation_Create::Torus", [&] { create.Torus(P(0, 0, 0), z, 0.4, 0.1, 1.0); },
          "5 major_radius|Parameter out of range"},
