@@ -15,9 +15,7 @@ int Pieces(double length, double size, int minimum) {
 void CheckTriangleBudget(CQEL_Operation const& op, double triangles, char const* param,
                          std::source_location where) {
     if (!(triangles <= double(Assembly::kMaxTriangles)))
-        op.Throw(QEL_INVALID_PARAMETER, param,
-                 "The triangulation would exceed 715827882 triangles",
-                 where);
+        op.Throw(QEL_INVALID_PARAMETER, param, "The triangulation would exceed 715827882 triangles", where);
 }
 
 void CheckDirection(CQEL_Operation const& op, CVector3<double> const& v, char const* param,
