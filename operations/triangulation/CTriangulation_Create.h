@@ -174,7 +174,10 @@ class QEL_API CTriangulation_Create {
     bool FromOriginalAndOffsetted(CTriangulation const& original, CTriangulation const& offsetted,
                                   int num_layers);
 
-    // A tube round curve, closed at both ends by flat caps: num_circles
+    // A tube round curve, closed at both ends by flat caps (a closed curve,
+    // one that ends where it starts, closes the tube round instead, the last
+    // circle joined to the first, with the frames' residual turn spread
+    // along the length): num_circles
     // circles at equal parameter steps from the curve's start to its end,
     // each normal to the curve's tangent, turned from one to the next by the
     // smallest rotation (rotation-minimising frames, so that the tube does

@@ -247,6 +247,19 @@ void CTriangulation_Create::UsingVariableRadiusCirclesAlongCurve(
             side[i + 1] = (r - tangent[i + 1] * Dot(r, tangent[i + 1])).GetNormalised();
         }
 
+        // A closed curve closes the tube round instead of capping it: the frames'
+        // residual turn at the end (the curve's holonomy) is spread evenly
+        // along the length so that the last circle meets the first.
+        bool const closed = (centre.back() - centre.front()).Mag() <= 1e-9 * total && num_circles > 3;
+        if (closed) {
+            V3 const t = tangent.front(), r = side.back() - t * Dot(side.back(), t);
+            double const turn = std::atan2(Dot(t.Cross(side.front()), r), Dot(side.front(), r));
+            for (int i = 1; i < num_circles; ++i) {
+                double const a = -turn * length[i] / total;
+                side[i] = side[i] * std::cos(a) + tangent[i].Cross(side[i]) * std::sin(a);
+            }
+        }
+
         int const n = Pieces(2.0 * kPi * radius.Max(), approx_tri_size, 3);
         SMesh mesh;
         auto ring = [&](int i, double rho) {
@@ -258,15 +271,18 @@ void CTriangulation_Create::UsingVariableRadiusCirclesAlongCurve(
             }
             return points;
         };
-        std::vector<int> const first{mesh.Add(P3(centre[0]))};
-        std::vector<int> previous = ring(0, radius.At(0.0));
-        AddBand(mesh, first, previous);
-        for (int i = 1; i < num_circles; ++i) {
+        std::vector<int> const start = ring(0, radius.At(0.0));
+        if (!closed) AddBand(mesh, {mesh.Add(P3(centre[0]))}, start);
+        std::vector<int> previous = start;
+        for (int i = 1; i < num_circles - (closed ? 1 : 0); ++i) {
             std::vector<int> next = ring(i, radius.At(length[i] / total));
             AddBand(mesh, previous, next);
             previous = std::move(next);
         }
-        AddBand(mesh, previous, {mesh.Add(P3(centre.back()))});
+        if (closed)
+            AddBand(mesh, previous, start);
+        else
+            AddBand(mesh, previous, {mesh.Add(P3(centre.back()))});
         Fill(m_target, mesh);
         OrientOutward(m_target);
     });

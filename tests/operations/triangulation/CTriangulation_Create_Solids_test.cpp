@@ -245,6 +245,12 @@ TEST(CTriangulation_Create, Sweeps_CloseWhereTheyShouldAndMatchTheirFormulas) {
     double const frustum = kPi * 4.0 / 3.0 * (1.0 + 2.0 + 4.0);
     double const mantle = kPi * 3.0 * std::sqrt(1.0 + 16.0);
     ExpectClosedSolid(mesh, frustum, mantle + kPi * 5.0, 0.01, "tube");
+    // Along a closed curve, a circle of radius 4, the tube closes round into a torus.
+    CNURBS_Curve circle;
+    CNURBS_Curve_Create(circle).CircularArc(P(1, 1, 1), V(1, 0, 0), V(0, 1, 1), 4.0, 0.0, 2.0 * kPi);
+    create.UsingVariableRadiusCirclesAlongCurve(200, 0.1, 1.0, 1.0, steps, circle);
+    ExpectClosedSolid(mesh, 2.0 * kPi * kPi * 4.0, 4.0 * kPi * kPi * 4.0, 0.01, "closed tube");
+    EXPECT_EQ(CTriangulation_Analyse_Topology(mesh).CountComponents(), 1);
     // A transition holding the radius at 1 up to the middle.
     steps.PushBack(CTriangulation_Create::sRadiusTransition(0.5, 1.0));
     create.UsingVariableRadiusCirclesAlongCurve(41, 0.1, 1.0, 2.0, steps, line);
