@@ -152,7 +152,8 @@ class QEL_API CTriangulation_Create {
     // ("axisDirection", "Invalid direction"); a profile of more than one
     // section, reason 14 ("profilePts", "More than one section in
     // PointSet."), without points or with all of them on the axis, reason
-    // 14 ("profilePts", "No points to revolve.").
+    // 14 ("profilePts", "No points to revolve."), with a coordinate that is
+    // not finite reason 14 ("profilePts", "Profile points must be finite.").
     void FromRevolvedProfile(CPointSet const& profile, CPoint3<double> const& axisPoint,
                              CVector3<double> const& axisDirection, double approx_tri_size);
 

@@ -92,6 +92,7 @@ void CTriangulation_Create::FromRevolvedProfile(CPointSet const& profile, CPoint
         double rmax = 0.0;
         for (int i = 0; i < count; ++i) {
             V3 const d = V3(section.get_Pts(i).GetPoint()) - V3(axisPoint);
+            op.Check(d.IsFinite(), QEL_INVALID_PARAMETER, "profilePts", "Profile points must be finite.");
             V3 const w = d - u * Dot(d, u);
             along.push_back(Dot(d, u));
             radius.push_back(w.Mag());

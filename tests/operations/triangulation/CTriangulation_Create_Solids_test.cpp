@@ -292,6 +292,12 @@ TEST(CTriangulation_Create, RefusedSweepsLeaveTheTargetAsItWas) {
              create.FromRevolvedProfile(Profile({P(0, 0, 1), P(0, 0, 2)}), P(0, 0, 0), V(0, 0, 1), 0.1);
          },
          "14 profilePts|No points to revolve."},
+        {"CTriangulation_Create::FromRevolvedProfile",
+         [&] {
+             create.FromRevolvedProfile(Profile({P(1, 0, 0), P(1, 0, std::nan(""))}), P(0, 0, 0), V(0, 0, 1),
+                                        0.1);
+         },
+         "14 profilePts|Profile points must be finite."},
         {"CTriangulation_Create::UsingOffsetFromTris", [&] { create.UsingOffsetFromTris(mesh, 0.0); },
          "5 offset_distance|Parameter out of range"},
         {"CTriangulation_Create::FromOriginalAndOffsetted",
