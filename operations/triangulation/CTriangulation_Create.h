@@ -127,15 +127,19 @@ class QEL_API CTriangulation_Create {
 
     // --- sweeps and offsets -----------------------------------------------------------------
 
-    // The single-section profile swept along direction: the profile moved by
-    // startOffset and by endOffset along unit(direction), the two as the
-    // sections of FromOrderedPointSections. A profile without points warns
-    // "Profile point set has no points", one with more than one section
-    // "Profile point set more than one section" (warning channel of
-    // CQEL_Output_Events); the target is then left empty. Checks: a zero or
-    // non-finite direction, reason 14 ("direction", "Invalid direction");
-    // startOffset, endOffset in [-1e9, 1e9] ("startOffset", "endOffset") and
-    // apart by at least 1e-6 ("fabs(endOffset - startOffset)").
+    // The single-section profile swept along direction: the profile moved
+    // by startOffset and by endOffset along unit(direction) are the two
+    // sections of an ordered-section triangulation, each quad between
+    // consecutive points split from the second point of the first section to
+    // the first point of the second (triangles (a, b, c), (c, b, d)), so that
+    // the normals are (profile direction) x (direction) for endOffset >
+    // startOffset. A profile without points warns "Profile point set has no
+    // points", one with more than one section "Profile point set more than
+    // one section" (warning channel of CQEL_Output_Events); the target is
+    // then left empty. Checks: a zero or non-finite direction, reason 14
+    // ("direction", "Invalid direction"); startOffset, endOffset in
+    // [-1e9, 1e9] ("startOffset", "endOffset") and at least 1e-6 apart
+    // ("fabs(endOffset - startOffset)").
     void ExtrudeProfile(CPointSet const& profile, CVector3<double> const& direction, double startOffset,
                         double endOffset);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/CQEL_Operation.h"
+#include "core/CQEL_Output_Events.h"
 #include "entities/CNURBS_Curve_Evaluator.h"
 #include "operations/triangulation/CTriangulation_Analyse_Topology.h"
 #include "operations/triangulation/CTriangulation_Create.h"
@@ -72,6 +73,38 @@ V3 Perpendicular(V3 const& t) {
 }
 
 }  // namespace
+
+void CTriangulation_Create::ExtrudeProfile(CPointSet const& profile, CVector3<double> const& direction,
+                                           double startOffset, double endOffset) {
+    static CQEL_Operation const op("QEL::Core::CTriangulation_Create::ExtrudeProfile");
+    op.Run([&] {
+        CheckDirection(op, direction, "direction");
+        op.CheckRange(startOffset, -1e9, 1e9, "startOffset");
+        op.CheckRange(endOffset, -1e9, 1e9, "endOffset");
+        op.CheckRange(std::fabs(endOffset - startOffset), 1e-6, 2e9, "fabs(endOffset - startOffset)");
+        if (profile.GetNumPts() == 0 || profile.GetNumSec() > 1) {
+            m_target.Reset();
+            CQEL_Output_Events::Warning(
+                CQEL_String::FromASCII(profile.GetNumPts() == 0 ? "Profile point set has no points"
+                                                                : "Profile point set more than one section"));
+            return;
+        }
+        // The profile at both offsets, as two sections.
+        V3 const unit = direction.GetNormalised();
+        CPointSet_Section const& section = profile.get_Sec(0);
+        int const m = section.GetNumPts();
+        SMesh mesh;
+        for (double offset : {startOffset, endOffset})
+            for (int i = 0; i < m; ++i)
+                mesh.Add(P3(V3(section.get_Pts(i).GetPoint()) + unit * offset));
+        // Quads split from b to c as a regular grid is: (a, b, c), (c, b, d).
+        for (int i = 0; i + 1 < m; ++i) {
+            mesh.Triangle(i, i + 1, m + i);
+            mesh.Triangle(m + i, i + 1, m + i + 1);
+        }
+        Fill(m_target, mesh);
+    });
+}
 
 void CTriangulation_Create::FromRevolvedProfile(CPointSet const& profile, CPoint3<double> const& axisPoint,
                                                 CVector3<double> const& axisDirection,

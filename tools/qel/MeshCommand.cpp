@@ -199,6 +199,16 @@ CLI::App& AddMeshCommand(CLI::App& app) {
             c.Circle(o.Point("centre"), o.Vector("normal"), o.Number("radius"), o.Number("size"),
                      o.Given("start-direction") ? &start : nullptr);
         });
+    double const zero = 0.0;
+    MeshShape(*mesh, "extrude", "A profile swept along a direction (open)")
+        .Profile("profile", "The profile")
+        .Point("direction", "Direction x,y,z", "0,0,1")
+        .Number("start-offset", "Where the sweep starts along the direction", &zero)
+        .Number("end-offset", "Where it ends")
+        .Does([](CTriangulation_Create& c, SMeshOptions const& o) {
+            c.ExtrudeProfile(o.Profile("profile"), o.Vector("direction"), o.Number("start-offset"),
+                             o.Number("end-offset"));
+        });
     MeshShape(*mesh, "revolve", "A profile turned once round an axis (closed when it runs from axis to axis)")
         .Profile("profile", "The profile")
         .Point("axis-point", "A point of the axis x,y,z", "0,0,0")

@@ -10,6 +10,7 @@
 
 #include "operations/nurbs/CNURBS_Curve_Create.h"
 #include "operations/pointset/CPointSet_Modify.h"
+#include "test_helpers/ChannelLog.h"
 #include "test_helpers/ReasonOf.h"
 #include "test_helpers/TriangulationInvariants.h"
 #include "operations/triangulation/CTriangulation_Analyse_Topology.h"
@@ -202,6 +203,25 @@ CPointSet Profile(std::vector<P> const& points) {
 TEST(CTriangulation_Create, Sweeps_CloseWhereTheyShouldAndMatchTheirFormulas) {
     CTriangulation mesh;
     CTriangulation_Create create(mesh);
+    // An L of length 3 swept by 2 along z: an open strip of area 6 facing profile x direction.
+    create.ExtrudeProfile(Profile({P(0, 0, 0), P(2, 0, 0), P(2, 1, 0)}), V(0, 0, 5), -1.0, 1.0);
+    EXPECT_EQ(TriangulationInvariants(mesh), "");
+    EXPECT_EQ(mesh.GetNumTris(), 4);
+    EXPECT_NEAR(CTriangulation_Analyse_Topology(mesh).SurfaceArea(), 6.0, 1e-12);
+    EXPECT_EQ(CTriangulation_Analyse_Topology(mesh).CountBoundaryLoops(), 1);
+    EXPECT_NEAR((V(mesh.get_Tris(0).ComputeNormal()) - V(0, -1, 0)).Mag(), 0.0, 1e-12);
+    EXPECT_EQ(mesh.GetMin(), P(0, 0, -1));
+    {
+        QEL::Test::SChannelLog warnings(CQEL_Output_Events::EChannel::Warning);
+        CPointSet two = Profile({P(1, 0, 0)});
+        CPointSet_Modify(two).AppendSection().AddPoint(P(2, 0, 0));
+        create.ExtrudeProfile(CPointSet(), V(0, 0, 1), 0.0, 1.0);
+        EXPECT_EQ(mesh.GetNumTris(), 0);
+        create.ExtrudeProfile(two, V(0, 0, 1), 0.0, 1.0);
+        EXPECT_EQ(warnings.lines, (std::vector<std::string>{"Profile point set has no points",
+                                                            "Profile point set more than one section"}));
+    }
+
     // A rectangle from the axis to the axis, either way round: a closed cylinder.
     double const r = 2.0, h = 3.0, size = 0.25;
     int const n = int(std::ceil(2.0 * kPi * r / size));
@@ -298,6 +318,12 @@ TEST(CTriangulation_Create, RefusedSweepsLeaveTheTargetAsItWas) {
                                         0.1);
          },
          "14 profilePts|Profile points must be finite."},
+        {"CTriangulation_Create::ExtrudeProfile",
+         [&] { create.ExtrudeProfile(Profile({P(1, 0, 0)}), V(0, 0, 0), 0.0, 1.0); },
+         "14 direction|Invalid direction"},
+        {"CTriangulation_Create::ExtrudeProfile",
+         [&] { create.ExtrudeProfile(Profile({P(1, 0, 0)}), V(0, 0, 1), 1.0, 1.0); },
+         "5 fabs(endOffset - startOffset)|Parameter out of range"},
         {"CTriangulation_Create::UsingOffsetFromTris", [&] { create.UsingOffsetFromTris(mesh, 0.0); },
          "5 offset_distance|Parameter out of range"},
         {"CTriangulation_Create::FromOriginalAndOffsetted",
