@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchReferences.h"
 #include "core/CQEL_MD5.h"
 #include "qel.h"
 #include "tools/meshgen/TorusMesh.h"
@@ -200,12 +201,7 @@ BENCHMARK(BM_STL_WriteBinaryDisk)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_Reference_MemcpySTLBytes(benchmark::State& state) {
     std::size_t const bytes = 84 + 50 * std::size_t(Loaded().GetNumTris());
-    std::vector<unsigned char> from(bytes, 1), to(bytes);
-    for (auto _ : state) {
-        std::memcpy(to.data(), from.data(), bytes);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(std::int64_t(state.iterations()) * std::int64_t(bytes));
+    MemcpyReference(state, bytes);
 }
 BENCHMARK(BM_Reference_MemcpySTLBytes)->Unit(benchmark::kMillisecond)->UseRealTime();
 

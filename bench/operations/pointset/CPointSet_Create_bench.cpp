@@ -3,9 +3,7 @@
 // bytes of positions written per second beside memcpy of as many bytes.
 #include <benchmark/benchmark.h>
 
-#include <cstring>
-#include <vector>
-
+#include "BenchReferences.h"
 #include "qel.h"
 
 using namespace QEL::Core;
@@ -35,12 +33,7 @@ BENCHMARK(BM_Sphere)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 void BM_Memcpy_SphereBytes(benchmark::State& state) {
     std::size_t const bytes = std::size_t(4.0 * 3.14159265 * kRadius * kRadius / (kSpacing * kSpacing)) *
                               sizeof(CPointSet_Section::Point);
-    std::vector<char> from(bytes, 1), to(bytes, 0);
-    for (auto _ : state) {
-        std::memcpy(to.data(), from.data(), bytes);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+    MemcpyReference(state, bytes);
 }
 BENCHMARK(BM_Memcpy_SphereBytes)->Unit(benchmark::kMillisecond);
 

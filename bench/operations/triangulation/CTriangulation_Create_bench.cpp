@@ -7,9 +7,8 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
-#include <cstring>
-#include <vector>
 
+#include "BenchReferences.h"
 #include "qel.h"
 
 using namespace QEL::Core;
@@ -51,12 +50,7 @@ BENCHMARK(BM_Torus_SameTriangles)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 void BM_Memcpy_SphereBytes(benchmark::State& state) {
     std::size_t const bytes = std::size_t(262146) * sizeof(CTriangulation_Vertex) +
                               std::size_t(524288) * sizeof(CTriangulation_Triangle);
-    std::vector<char> from(bytes, 1), to(bytes, 0);
-    for (auto _ : state) {
-        std::memcpy(to.data(), from.data(), bytes);
-        benchmark::ClobberMemory();
-    }
-    state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+    MemcpyReference(state, bytes);
 }
 BENCHMARK(BM_Memcpy_SphereBytes)->Unit(benchmark::kMillisecond);
 
