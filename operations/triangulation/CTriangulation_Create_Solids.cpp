@@ -143,6 +143,10 @@ void CTriangulation_Create::Sphere(CPoint3<double> const& centre, double radius,
             corners.insert(corners.end(), {x, positive ? y : z, positive ? z : y});
         }
         BuildPolyhedron(m_target, points, corners);
+        // Room for the result at once, so that no split moves the arrays.
+        int const faces = 8 << (2 * number_of_splits);
+        m_target.CheckSpace(faces / 2 + 2, faces);
+        m_target.CheckSpace(6, 8);
         CTriangulation_Modify modify(m_target);
         for (int split = 0; split < number_of_splits; ++split) {
             modify.SubdivideTriangles(1);

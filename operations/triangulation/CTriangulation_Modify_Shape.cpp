@@ -25,6 +25,17 @@ constexpr int SecondHalf(int t, int k) {
     return Child(t, (k + 1) % 3, k);  // (ab, b, bc) edge 0, (ca, bc, c) edge 1, (a, ab, ca) edge 2
 }
 
+// The number 3t + k of a half-edge of tris from its address alone (the
+// entity's GetEdgeNumber reads the edge's index, a cache miss per pair).
+int EdgeNumber(std::span<CTriangulation_Triangle const> tris, CTriangulation_Edge const* e) {
+    if (!e) return -1;
+    std::ptrdiff_t const offset =
+        reinterpret_cast<char const*>(e) - reinterpret_cast<char const*>(tris.data());
+    std::ptrdiff_t const t = offset / std::ptrdiff_t(sizeof(CTriangulation_Triangle));
+    if (offset < 0 || t >= std::ptrdiff_t(tris.size())) return -1;
+    return int(3 * t + (e - &tris[std::size_t(t)].Edge(0)));
+}
+
 // One pass of the four-way split, in index form.
 void SplitOnce(CTriangulation& mesh) {
     int const nPts = mesh.GetNumPts(), nTris = mesh.GetNumTris();
@@ -36,10 +47,16 @@ void SplitOnce(CTriangulation& mesh) {
         for (int k = 0; k < 3; ++k) {
             int const h = 3 * t + k;
             corner[h] = mesh.GetPointIndex(tris[t].Edge(k).GetVertex());
-            pair[h] = mesh.GetEdgeNumber(tris[t].Edge(k).GetPairedEdge());
+            pair[h] = EdgeNumber(tris, tris[t].Edge(k).GetPairedEdge());
             // A paired edge takes the midpoint that its pair made first.
             mid[h] = pair[h] >= 0 && pair[h] < h ? mid[pair[h]] : nPts + added++;
         }
+
+    // Where each old vertex's edge was: its new one is the first half of it,
+    // which is a boundary half-edge exactly when the old one was.
+    std::vector<int> vertexEdge(static_cast<std::size_t>(nPts));
+    for (int v = 0; v < nPts; ++v)
+        vertexEdge[v] = mesh.GetEdgeNumber(mesh.get_Pts(v).GetEdge());
 
     // Room and attributes: each child copies its parent (from the back, so
     // that no parent is overwritten before it is copied), each new vertex the
@@ -97,16 +114,15 @@ void SplitOnce(CTriangulation& mesh) {
         }
     }
 
-    // Vertex edges: an outgoing boundary half-edge where there is one.
-    for (CTriangulation_Vertex& v : pts)
-        v.RawSetEdge(nullptr);
-    for (int pass = 0; pass < 2; ++pass)
-        for (CTriangulation_Triangle& t : out)
-            for (int k = 0; k < 3; ++k) {
-                CTriangulation_Edge& e = t.Edge(k);
-                CTriangulation_Vertex* const v = e.GetVertex();
-                if (!v->GetEdge() && (pass == 1 || e.IsBoundary())) v->RawSetEdge(&e);
-            }
+    // Vertex edges: an outgoing boundary half-edge where there is one. A
+    // midpoint starts the second half of its edge, which is a boundary
+    // half-edge exactly when its edge was.
+    for (int v = 0; v < nPts; ++v) {
+        int const h = vertexEdge[v];
+        pts[v].RawSetEdge(h < 0 ? nullptr : &edge(FirstHalf(h / 3, h % 3)));
+    }
+    for (int h = 0; h < 3 * nTris; ++h)
+        if (pair[h] < 0 || pair[h] > h) pts[mid[h]].RawSetEdge(&edge(SecondHalf(h / 3, h % 3)));
     mesh.MarkAllModified();
 }
 
@@ -130,6 +146,12 @@ void CTriangulation_Modify::SubdivideTriangles(int passes) {
             tris *= 4, halfEdges *= 4, boundary *= 2;
             op.Check(tris <= kMaxTriangles && pts <= kMaxVertices, QEL_INVALID_PARAMETER, "passes",
                      "Too many passes: the triangulation would exceed 715827882 triangles");
+        }
+        // Room for the result at once, so that no pass moves the arrays.
+        if (passes > 1 && m_target.GetNumTris() > 0) {
+            int const nPts = m_target.GetNumPts(), nTris = m_target.GetNumTris();
+            m_target.CheckSpace(int(pts), int(tris));
+            m_target.CheckSpace(nPts, nTris);
         }
         for (int i = 0; i < passes && m_target.GetNumTris() > 0; ++i)
             SplitOnce(m_target);
