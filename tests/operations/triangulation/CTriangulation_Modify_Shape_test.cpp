@@ -39,6 +39,10 @@ TEST(CTriangulation_Modify, SubdivideTriangles_SharesMidpointsAndKeepsPairsAndBo
     EXPECT_EQ(ReasonOf([&] { CTriangulation_Modify(mesh).SubdivideTriangles(-1); }), 5);
     EXPECT_EQ(ReasonOf([&] { CTriangulation_Modify(mesh).SubdivideTriangles(20); }), 14);
     EXPECT_EQ(mesh.GetNumTris(), after.triangles);
+    // A triangle with a missing corner is refused before anything changes.
+    mesh.CheckSpace(mesh.GetNumPts(), mesh.GetNumTris() + 1);
+    EXPECT_EQ(ReasonOf([&] { CTriangulation_Modify(mesh).SubdivideTriangles(1); }), 14);
+    EXPECT_EQ(mesh.GetNumTris(), after.triangles + 1);
 }
 
 TEST(CTriangulation_Modify, SwitchNormals_TurnsEverySolidInsideOutWithPairsValid) {
