@@ -29,6 +29,7 @@
 #include "core/CVector3.h"
 #include "core/QEL_Export.h"
 #include "entities/CPointSet.h"
+#include "entities/CTriangulation.h"
 
 namespace QEL::Core {
 
@@ -202,6 +203,23 @@ class QEL_API CPointSet_Create {
     // non-zero offset of a profile of fewer than two points throws reason 31
     // ("plane", "The plane cuts the point set in fewer than two points").
     void ProfileOffset(CPointSet const& source, CPlane3d const& plane, double offset);
+
+    // The sections where plane cuts source, one section per connected piece,
+    // offset within the plane by offset as ProfileOffset (around a closed
+    // piece the neighbours wrap). Every vertex is classed once by the sign of
+    // its distance to the plane (exactly zero is on the plane), so vertices
+    // and edges on the plane give each point once: an edge in the plane is
+    // part of the section unless both its triangles lie in the plane. A
+    // closed piece repeats its first point once at its end; open pieces (at
+    // holes, or at branches of non-manifold edges) run from end to end.
+    // Points follow the triangles' orientation: the direction of travel is
+    // plane normal x triangle normal. A plane that only touches a vertex
+    // gives no section for it. Open pieces come first, each set of pieces in
+    // the order the triangles meet them.
+    // offset in [-1e9, 1e9] ("offset"); an empty source throws reason 14
+    // ("source", "Triangulation cannot be empty."). A failed check leaves the
+    // target untouched; a plane that misses the mesh leaves it reset.
+    void TriangulationProfile(CTriangulation const& source, CPlane3d const& plane, double offset);
 
   private:
     CPointSet& m_target;
