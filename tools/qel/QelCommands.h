@@ -30,5 +30,6 @@ void AddConvertCommand(CLI::App& app);
 void AddCurveShapes(CLI::App& create);
 // `qel fit SCANS --degree 3 [--parameterisation ...] [--approximate N] -o curves.qel`.
 void AddFitCommand(CLI::App& app);
+void AddSectionCommand(CLI::App& app);
 
 }  // namespace QEL::Tool

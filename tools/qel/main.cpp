@@ -97,6 +97,7 @@ int main(int argc, char** argv) {
     QEL::Tool::AddInfoCommand(app);
     QEL::Tool::AddConvertCommand(app);
     QEL::Tool::AddFitCommand(app);
+    QEL::Tool::AddSectionCommand(app);
 
     // Subcommands run from their callbacks, inside parse.
     try {
