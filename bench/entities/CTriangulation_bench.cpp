@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "qel.h"
-#include "tools/meshgen/TorusMesh.h"
+#include "TorusTriangulation.h"
 
 using namespace QEL::Core;
 using QEL::Elements::CPoint3;
@@ -24,18 +24,7 @@ namespace {
 using P = CPoint3<double>;
 
 std::unique_ptr<CTriangulation> MakeMesh(int around, int across) {
-    auto const torus = QEL::MeshGen::MakeTorus(around, across);
-    auto mesh = std::make_unique<CTriangulation>();
-    mesh->CheckSpace(int(torus.Vertices()), int(torus.Triangles()));
-    for (int i = 0; i < mesh->GetNumPts(); ++i)
-        mesh->get_Pts(i).SetPoint(P(torus.positions[3 * std::size_t(i)],
-                                    torus.positions[3 * std::size_t(i) + 1],
-                                    torus.positions[3 * std::size_t(i) + 2]));
-    for (int t = 0; t < mesh->GetNumTris(); ++t)
-        for (int k = 0; k < 3; ++k)
-            mesh->get_Tris(t).Edge(k).SetVertex(
-                &mesh->get_Pts(int(torus.corners[3 * std::size_t(t) + std::size_t(k)])));
-    return mesh;
+    return QEL::Bench::MakeTorusTriangulation(around, across);
 }
 
 CTriangulation const& Large() {
