@@ -100,8 +100,10 @@ class CSectionGraph {
     }
 
     bool InPlane(CTriangulation_Triangle const* tri) const {
-        for (int k = 0; k < 3; ++k)
-            if (m_side[std::size_t(Index(tri->Edge(k).GetVertex()))] != 0) return false;
+        for (int k = 0; k < 3; ++k) {
+            int const v = Index(tri->Edge(k).GetVertex());
+            if (v < 0 || m_side[std::size_t(v)] != 0) return false;
+        }
         return true;
     }
 
@@ -109,9 +111,9 @@ class CSectionGraph {
         int v[3];
         int s[3];
         for (int k = 0; k < 3; ++k) {
-            CTriangulation_Vertex const* const vertex = tri.Edge(k).GetVertex();
-            if (!vertex) return;
-            v[k] = Index(vertex);
+            // A missing corner (or one of another mesh) leaves the triangle out.
+            v[k] = Index(tri.Edge(k).GetVertex());
+            if (v[k] < 0) return;
             s[k] = m_side[std::size_t(v[k])];
         }
         if (s[0] > 0 && s[1] > 0 && s[2] > 0) return;
@@ -189,10 +191,13 @@ void CPointSet_Create::TriangulationProfile(CTriangulation const& source, CPlane
         CSectionGraph graph(source, plane);
         std::vector<std::vector<int>> pieces;
         auto const& incident = graph.Incident();
-        // Open pieces start at nodes of odd degree, then the loops remain.
-        for (int pass = 0; pass < 2; ++pass)
+        // Open pieces start at free ends, then at other branch points of odd
+        // degree (so that a branch is passed through rather than cut), then
+        // the loops remain.
+        for (int pass = 0; pass < 3; ++pass)
             for (int n = 0; n < int(incident.size()); ++n) {
-                if (pass == 0 && incident[std::size_t(n)].size() % 2 == 0) continue;
+                std::size_t const degree = incident[std::size_t(n)].size();
+                if ((pass == 0 && degree != 1) || (pass == 1 && degree % 2 == 0)) continue;
                 for (;;) {
                     std::vector<int> chain = Walk(graph, n);
                     if (chain.size() < 2) break;

@@ -165,6 +165,16 @@ TEST(CPointSet_Create_TriangulationProfile, TorusLoopsHoleAndOffset) {
     ASSERT_EQ(s.size(), 1u);
     EXPECT_EQ(Distinct(s[0]).size(), 5u);
 
+    // Three fins on one edge (non-manifold): their crossings share the edge's point.
+    STriangulationFixture const fins{{{0, 0, -1}, {0, 0, 1}, {1, 0, 0}, {-1, 1, 0}, {-1, -1, 0}},
+                                     {{0, 1, 2}, {1, 0, 3}, {0, 1, 4}}};
+    s = Profile(fins, V3(0, 0, 0.5), V3(0, 0, 1));
+    std::size_t points = 0;
+    for (auto const& piece : s)
+        points += Distinct(piece).size();
+    EXPECT_EQ(s.size(), 2u);
+    EXPECT_EQ(points, 3u + 2u);
+
     // Offset within the plane: every point moves by the offset, inwards for a
     // positive offset on an outward-facing cube.
     Sections const base = Profile(Cube(), V3(0.5, 0.5, 0.5), V3(0, 0, 1));
